@@ -15,6 +15,10 @@
 #include "hostapi/host_constants.h"
 #include "hostapi/host_suites.h"
 #include "hostapi/host_layout_checks.h"
+
+// The basic suite's answer to an unknown (name, version) pair: 'S!Fd' read as a big-endian
+// four-character code.
+inline constexpr SPErr kSPSuiteNotFoundError = 0x53214664;
 #endif
 
 #include <cstdint>

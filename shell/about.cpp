@@ -1,0 +1,25 @@
+// PF_Cmd_ABOUT: the text of the host's about box.
+#include "AEO/suite_handler.h"
+#include "shell/commands.h"
+#include "shell/effect_identity.h"
+
+namespace {
+// in_data->appl_id under Premiere Pro ('PrMr'), which gets no text.
+constexpr A_AppID kPremiereAppId = 0x50724D72;
+} // namespace
+
+PF_Err about(PF_InData* in_data, PF_OutData* out_data)
+{
+    if (in_data->appl_id == kPremiereAppId) {
+        return PF_Err_NONE;
+    }
+    AEO::SuiteHandler suites(in_data->pica_basicP);
+    const PF_ANSICallbacksSuite1& ansi = suites.get<PF_ANSICallbacksSuite1>();
+    if (!ansi.sprintf) {
+        return PF_Err_BAD_CALLBACK_PARAM;
+    }
+    ansi.sprintf(out_data->return_msg, "%s, v%d.%d.%d\n%s", kEffectName,
+                 static_cast<int>(kVersionMajor), static_cast<int>(kVersionMinor),
+                 static_cast<int>(kVersionBugFix), kAboutDescription);
+    return PF_Err_NONE;
+}

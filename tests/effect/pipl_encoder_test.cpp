@@ -1,0 +1,103 @@
+// The property-list encoder against bytes written out by hand, and the list the build ships.
+#include "resources/orbulon_pipl.h"
+#include "tools/pipl/pipl_encoder.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+std::vector<std::uint8_t> bytesFromHex(const std::string& hex)
+{
+    std::vector<std::uint8_t> bytes;
+    std::istringstream in(hex);
+    std::string token;
+    while (in >> token) {
+        bytes.push_back(static_cast<std::uint8_t>(std::stoul(token, nullptr, 16)));
+    }
+    return bytes;
+}
+
+// Reports the first differing offset rather than two long dumps.
+void expectSameBytes(const std::vector<std::uint8_t>& actual, const std::vector<std::uint8_t>& expected)
+{
+    ASSERT_EQ(actual.size(), expected.size());
+    for (std::size_t i = 0; i < expected.size(); ++i) {
+        ASSERT_EQ(int(actual[i]), int(expected[i])) << "first difference at offset " << i;
+    }
+}
+
+// Synthetic example effect: 294 bytes.
+const char* const kExampleHex = R"(
+01 00 00 00 00 00 0C 00 00 00 4D 49 42 38 64 6E 69 6B 00 00 00 00 04 00 00 00 54 4B 46 65
+4D 49 42 38 65 6D 61 6E 00 00 00 00 10 00 00 00 0E 45 78 61 6D 70 6C 65 20 45 66 66 65 63 74 00
+4D 49 42 38 67 74 61 63 00 00 00 00 0C 00 00 00 08 45 78 61 6D 70 6C 65 73 00 00 00
+4D 49 42 38 34 36 36 38 00 00 00 00 0C 00 00 00 45 66 66 65 63 74 4D 61 69 6E 00 00
+4D 49 42 38 52 56 50 65 00 00 00 00 04 00 00 00 02 00 00 00
+4D 49 42 38 52 56 53 65 00 00 00 00 04 00 00 00 0D 00 1D 00
+4D 49 42 38 52 45 56 65 00 00 00 00 04 00 00 00 04 1E 09 00
+4D 49 42 38 46 4E 49 65 00 00 00 00 04 00 00 00 00 00 00 00
+4D 49 42 38 4F 4C 47 65 00 00 00 00 04 00 00 00 00 04 00 02
+4D 49 42 38 32 4C 47 65 00 00 00 00 04 00 00 00 00 14 00 08
+4D 49 42 38 41 4E 4D 65 00 00 00 00 14 00 00 00 13 45 58 4D 50 20 45 78 61 6D 70 6C 65 20 45 66 66 65 63 74
+4D 49 42 38 4C 46 65 61 00 00 00 00 04 00 00 00 00 00 00 00
+)";
+
+// Orbulon: one line per record (vendor, key reversed, id 0, length, data).
+const char* const kOrbulonHex = R"(
+01 00  00 00 00 00  0C 00 00 00
+4D 49 42 38  64 6E 69 6B  00 00 00 00  04 00 00 00  54 4B 46 65
+4D 49 42 38  65 6D 61 6E  00 00 00 00  08 00 00 00  07 4F 72 62 75 6C 6F 6E
+4D 49 42 38  67 74 61 63  00 00 00 00  0C 00 00 00  0A 51 55 4F 52 56 41 4E 54 49 53 00
+4D 49 42 38  34 36 36 38  00 00 00 00  10 00 00 00  45 6E 74 72 79 50 6F 69 6E 74 46 75 6E 63 00 00
+4D 49 42 38  52 56 50 65  00 00 00 00  04 00 00 00  02 00 00 00
+4D 49 42 38  52 56 53 65  00 00 00 00  04 00 00 00  0D 00 00 00
+4D 49 42 38  52 45 56 65  00 00 00 00  04 00 00 00  01 AE 08 00
+4D 49 42 38  46 4E 49 65  00 00 00 00  04 00 00 00  00 00 00 00
+4D 49 42 38  4F 4C 47 65  00 00 00 00  04 00 00 00  01 00 00 02
+4D 49 42 38  32 4C 47 65  00 00 00 00  04 00 00 00  06 14 00 00
+4D 49 42 38  41 4E 4D 65  00 00 00 00  14 00 00 00  12 51 55 4F 52 56 41 4E 54 49 53 5F 4F 72 62 75 6C 6F 6E 00
+4D 49 42 38  4C 46 65 61  00 00 00 00  04 00 00 00  00 00 00 00
+)";
+
+} // namespace
+
+TEST(PiplEncoder, EncodesTheSyntheticExampleByteForByte)
+{
+    const pipl::Property example[] = {
+        pipl::codeProperty("kind", "eFKT"),
+        pipl::pascalProperty("name", "Example Effect"),
+        pipl::pascalProperty("catg", "Examples"),
+        pipl::cStringProperty("8664", "EffectMain"),
+        pipl::pairProperty("ePVR", 2, 0),
+        pipl::pairProperty("eSVR", 13, 29),
+        pipl::int32Property("eVER", 0x00091E04),
+        pipl::int32Property("eINF", 0),
+        pipl::int32Property("eGLO", 0x02000400),
+        pipl::int32Property("eGL2", 0x08001400),
+        pipl::pascalProperty("eMNA", "EXMP Example Effect"),
+        pipl::int32Property("aeFL", 0),
+    };
+    const auto expected = bytesFromHex(kExampleHex);
+    ASSERT_EQ(expected.size(), 294u);
+    expectSameBytes(pipl::encode(example), expected);
+}
+
+TEST(PiplEncoder, EncodesOrbulonsPropertyList)
+{
+    expectSameBytes(pipl::encode(kOrbulonPipl), bytesFromHex(kOrbulonHex));
+}
+
+TEST(PiplEncoder, BuildWritesTheSameListNextToTheModule)
+{
+    std::ifstream file(ORBULON_BUILD_DIR "/Orbulon.pipl", std::ios::binary);
+    ASSERT_TRUE(file) << "missing " ORBULON_BUILD_DIR "/Orbulon.pipl";
+    const std::vector<std::uint8_t> written{std::istreambuf_iterator<char>(file), {}};
+    expectSameBytes(written, bytesFromHex(kOrbulonHex));
+}

@@ -1,0 +1,138 @@
+#!/usr/bin/env python3
+"""The Windows build under Wine: the .aex as a file, and the Windows host driving it.
+
+Skips (exit 77) when no Windows build tree or no wine64 is available.
+"""
+import argparse
+import os
+import pathlib
+import shutil
+import struct
+import subprocess
+import sys
+import tempfile
+import unittest
+
+sys.path.insert(0, str(pathlib.Path(__file__).parent))
+from pe_image import PEImage, cstr, decode_pipl, pascal  # noqa: E402
+
+ARGS = None
+SYSTEM_DLLS = {"kernel32.dll", "msvcrt.dll", "user32.dll", "advapi32.dll", "ws2_32.dll",
+               "ntdll.dll", "shell32.dll", "ole32.dll", "gdi32.dll"}
+
+
+def wine(*args, check=True):
+    env = dict(os.environ, WINEPREFIX=ARGS.prefix, WINEDEBUG="-all",
+               WINEDLLOVERRIDES="mscoree,mshtml=")
+    env.pop("DISPLAY", None)
+    r = subprocess.run([ARGS.wine, str(ARGS.win64_dir / "orbulon-render.exe"), *args],
+                       capture_output=True, text=True, env=env, timeout=300)
+    if check and r.returncode != 0:
+        raise AssertionError(f"wine orbulon-render {' '.join(args)} exited {r.returncode}\n"
+                             f"{r.stdout}\n{r.stderr}")
+    return r
+
+
+def linux(*args, check=True):
+    r = subprocess.run([str(ARGS.linux_dir / "orbulon-render"), *args],
+                       capture_output=True, text=True, timeout=300)
+    if check and r.returncode != 0:
+        raise AssertionError(f"orbulon-render {' '.join(args)} exited {r.returncode}\n"
+                             f"{r.stdout}\n{r.stderr}")
+    return r
+
+
+def read_pam(path):
+    data = pathlib.Path(path).read_bytes()
+    header_end = data.index(b"ENDHDR\n") + len(b"ENDHDR\n")
+    fields = dict(line.split(" ", 1) for line in data[:header_end].decode().splitlines()[1:-1])
+    w, h, depth, maxval = (int(fields[k]) for k in ("WIDTH", "HEIGHT", "DEPTH", "MAXVAL"))
+    body = data[header_end:]
+    if maxval > 255:
+        values = struct.unpack(f">{w * h * depth}H", body[:2 * w * h * depth])
+    else:
+        values = body[:w * h * depth]
+    return w, h, depth, maxval, values
+
+
+class AexFile(unittest.TestCase):
+    def setUp(self):
+        self.pe = PEImage(ARGS.win64_dir / "Orbulon.aex")
+
+    def test_is_a_dll_exporting_only_the_entry_point(self):
+        self.assertTrue(self.pe.is_pe32_plus_dll)
+        self.assertEqual(self.pe.exports(), ["EntryPointFunc"])
+
+    def test_imports_only_system_dlls(self):
+        extra = [d for d in self.pe.imported_dlls() if d.lower() not in SYSTEM_DLLS]
+        self.assertEqual(extra, [], "the plug-ins folder holds no MinGW runtime DLLs")
+
+    def test_property_list_resource(self):
+        blob = self.pe.resource("PiPL", 16000, 1033)
+        self.assertIsNotNone(blob, "no PiPL resource 16000 in language 1033")
+        props = decode_pipl(blob)
+        self.assertEqual([k for k, _ in props],
+                         ["kind", "name", "catg", "8664", "ePVR", "eSVR", "eVER", "eINF",
+                          "eGLO", "eGL2", "eMNA", "aeFL"])
+        v = dict(props)
+        u32 = lambda key: struct.unpack("<I", v[key])[0]  # noqa: E731
+        self.assertEqual(v["kind"][::-1], b"eFKT")
+        self.assertEqual(pascal(v["name"]), "Orbulon")
+        self.assertEqual(pascal(v["catg"]), "QUORVANTIS")
+        self.assertEqual(cstr(v["8664"]), "EntryPointFunc")
+        self.assertEqual((u32("ePVR"), u32("eSVR"), u32("eVER"), u32("eINF")), (2, 13, 568833, 0))
+        self.assertEqual(u32("eGLO"), (1 << 0) | (1 << 25))
+        self.assertEqual(u32("eGL2"), 0x1406)
+        self.assertEqual(pascal(v["eMNA"]), "QUORVANTIS_Orbulon")
+        self.assertEqual(u32("aeFL"), 0)
+
+
+class WindowsHost(unittest.TestCase):
+    """The cross-built host loads the real .aex and behaves as the Linux build does."""
+
+    def test_describe_lists_the_parameters(self):
+        out = wine("--describe").stdout
+        for name in ("Texture", "Slide Texture", "Reflection Rolloff", "Fog Color", "dammy"):
+            self.assertIn(name, out)
+        self.assertIn("QUORVANTIS_Orbulon", out)
+
+    def test_about_text(self):
+        out = wine("--about").stdout
+        self.assertIn("Orbulon, v1.1.5", out)
+        self.assertIn("Custom lens blur plugin for After Effects.", out)
+
+    def test_same_pixels_as_the_linux_build(self):
+        scene = str(ARGS.source_dir / "scenes" / "wine_check.json")
+        with tempfile.TemporaryDirectory() as tmp:
+            for depth in ("8", "16", "32"):
+                win_out, lin_out = f"{tmp}/win{depth}.pam", f"{tmp}/lin{depth}.pam"
+                wine(scene, "-o", win_out, "--bit-depth", depth)
+                linux(scene, "-o", lin_out, "--bit-depth", depth)
+                w1, h1, d1, m1, a = read_pam(win_out)
+                w2, h2, d2, m2, b = read_pam(lin_out)
+                self.assertEqual((w1, h1, d1, m1), (w2, h2, d2, m2))
+                step = m1 // 255 if m1 > 255 else 1     # one 8-bit code value
+                worst = max((abs(x - y) for x, y in zip(a, b)), default=0)
+                self.assertLessEqual(worst, step, f"bit depth {depth}: differs by {worst}")
+
+
+def main():
+    global ARGS
+    p = argparse.ArgumentParser()
+    p.add_argument("--linux-dir", type=pathlib.Path, required=True)
+    p.add_argument("--source-dir", type=pathlib.Path, required=True)
+    ARGS, rest = p.parse_known_args()
+    win = os.environ.get("ORBULON_WIN64_DIR") or str(ARGS.source_dir / "build" / "win64")
+    ARGS.win64_dir = pathlib.Path(win)
+    ARGS.wine = shutil.which("wine64") or shutil.which("wine")
+    if not (ARGS.win64_dir / "Orbulon.aex").exists() or not ARGS.wine:
+        print(f"skipped: no Windows build in {ARGS.win64_dir} or no wine64")
+        return 77
+    with tempfile.TemporaryDirectory(prefix="orbulon-wine-") as prefix:
+        ARGS.prefix = prefix
+        result = unittest.main(argv=[sys.argv[0], "-v", *rest], exit=False).result
+    return 0 if result.wasSuccessful() else 1
+
+
+if __name__ == "__main__":
+    sys.exit(main())
