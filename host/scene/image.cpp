@@ -1,0 +1,200 @@
+#include "host/scene/image.h"
+
+#include "host/scene/pam.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <new>
+
+#ifdef ORBULON_WITH_OIIO
+#include <OpenImageIO/imageio.h>
+#endif
+
+namespace orbhost {
+namespace {
+
+std::string lowerExtension(const std::string& path)
+{
+    std::string ext = std::filesystem::path(path).extension().string();
+    std::transform(ext.begin(), ext.end(), ext.begin(), [](unsigned char c) { return char(std::tolower(c)); });
+    return ext;
+}
+
+// A missing or unreadable file is reported as such, in the system's words, whatever the format.
+void checkReadable(const std::string& path)
+{
+    std::error_code ec;
+    if (std::filesystem::is_directory(path, ec)) {
+        throw ImageError(path, "is a folder, not an image file");
+    }
+    errno = 0;
+    if (std::FILE* probe = std::fopen(path.c_str(), "rb")) {
+        std::fclose(probe);
+    } else {
+        throw ImageError(path, std::strerror(errno ? errno : ENOENT));
+    }
+}
+
+void checkWritable(const std::string& path, const Image& image, int bitDepth)
+{
+    if (bitDepth != 8 && bitDepth != 16 && bitDepth != 32) {
+        throw ImageError(path, "bit depth " + std::to_string(bitDepth) + " is not one of 8, 16, 32");
+    }
+    if (image.width <= 0 || image.height <= 0 ||
+        image.rgba.size() != size_t(image.width) * size_t(image.height) * 4) {
+        throw ImageError(path, "the image to write is empty or its pixel buffer does not match its size");
+    }
+}
+
+#ifdef ORBULON_WITH_OIIO
+
+// OpenImageIO hands back colour premultiplied unless asked not to; asking lets files that store
+// straight colour (PNG, most TIFF) keep the colour of partly transparent pixels exactly.
+Image readWithOiio(const std::string& path)
+{
+    OIIO::ImageSpec config;
+    config.attribute("oiio:UnassociatedAlpha", 1);
+    auto input = OIIO::ImageInput::open(path, &config);
+    if (!input) {
+        throw ImageError(path, "cannot read the image: " + OIIO::geterror());
+    }
+    const OIIO::ImageSpec& spec = input->spec();
+    const int channels = spec.nchannels;
+    if (spec.width <= 0 || spec.height <= 0 || channels <= 0) {
+        throw ImageError(path, "the image has no pixels");
+    }
+    if (spec.width > kMaxImageSide || spec.height > kMaxImageSide) {
+        throw ImageError(path, "the image is " + std::to_string(spec.width) + "x" + std::to_string(spec.height) +
+                                   ", larger than " + std::to_string(kMaxImageSide) + " pixels on a side");
+    }
+    int alpha = spec.alpha_channel;
+    if (alpha < 0 && (channels == 2 || channels == 4)) {
+        alpha = channels - 1;
+    }
+    const bool grey = channels <= 2;
+    const bool premultiplied = alpha >= 0 && spec.get_int_attribute("oiio:UnassociatedAlpha", 0) == 0;
+
+    Image image;
+    image.width = spec.width;
+    image.height = spec.height;
+    const size_t pixels = size_t(spec.width) * size_t(spec.height);
+    std::vector<float> raw;
+    try {
+        raw.resize(pixels * size_t(channels));
+        image.rgba.resize(pixels * 4);
+    } catch (const std::bad_alloc&) {
+        throw ImageError(path, "the image is too large to hold in memory (" + std::to_string(spec.width) + "x" +
+                                   std::to_string(spec.height) + ")");
+    }
+    if (!input->read_image(0, 0, 0, channels, OIIO::TypeDesc::FLOAT, raw.data())) {
+        throw ImageError(path, "cannot read the pixels: " + input->geterror());
+    }
+    input->close();
+
+    for (size_t p = 0; p < pixels; ++p) {
+        const float* in = &raw[p * size_t(channels)];
+        float* out = &image.rgba[p * 4];
+        out[0] = in[0];
+        out[1] = grey ? in[0] : in[std::min(1, channels - 1)];
+        out[2] = grey ? in[0] : in[std::min(2, channels - 1)];
+        out[3] = alpha >= 0 ? in[alpha] : 1.0f;
+        if (premultiplied && out[3] > 0.0f) {
+            for (int c = 0; c < 3; ++c) {
+                out[c] /= out[3];
+            }
+        }
+    }
+    return image;
+}
+
+void writeWithOiio(const std::string& path, const Image& image, int bitDepth, const std::string& ext)
+{
+    const bool exr = ext == ".exr";
+    OIIO::TypeDesc type = OIIO::TypeDesc::UINT16;
+    if (exr) {
+        type = bitDepth == 32 ? OIIO::TypeDesc::FLOAT : OIIO::TypeDesc::HALF;
+    } else if (bitDepth == 8) {
+        type = OIIO::TypeDesc::UINT8;
+    } else if (bitDepth == 32 && ext != ".png") {
+        type = OIIO::TypeDesc::FLOAT;
+    }
+    OIIO::ImageSpec spec(image.width, image.height, 4, type);
+    std::vector<float> premultiplied;
+    const float* pixels = image.rgba.data();
+    if (exr) {
+        // EXR stores associated alpha by definition.
+        premultiplied = image.rgba;
+        for (size_t i = 0; i < premultiplied.size(); i += 4) {
+            for (int c = 0; c < 3; ++c) {
+                premultiplied[i + c] *= premultiplied[i + 3];
+            }
+        }
+        pixels = premultiplied.data();
+    } else {
+        spec.attribute("oiio:UnassociatedAlpha", 1);
+    }
+    auto output = OIIO::ImageOutput::create(path);
+    if (!output) {
+        throw ImageError(path, "cannot write this kind of file: " + OIIO::geterror());
+    }
+    if (!output->open(path, spec) || !output->write_image(OIIO::TypeDesc::FLOAT, pixels) || !output->close()) {
+        throw ImageError(path, "cannot write the image: " + output->geterror());
+    }
+}
+
+#endif  // ORBULON_WITH_OIIO
+
+}  // namespace
+
+Image readImage(const std::string& path)
+{
+    const std::string ext = lowerExtension(path);
+    if (ext == ".pam") {
+        return readPam(path);
+    }
+    checkReadable(path);
+#ifdef ORBULON_WITH_OIIO
+    return readWithOiio(path);
+#else
+    throw ImageError(path, "this build reads only .pam images ('" + ext + "' needs OpenImageIO)");
+#endif
+}
+
+void writeImage(const std::string& path, const Image& image, int bitDepth)
+{
+    checkWritable(path, image, bitDepth);
+    const std::string ext = lowerExtension(path);
+    if (ext == ".pam") {
+        writePam(path, image, bitDepth);
+        return;
+    }
+    if (ext != ".png" && ext != ".exr" && ext != ".tif" && ext != ".tiff") {
+        throw ImageError(path, "cannot write '" + ext + "' files; use .png, .exr, .tif, .tiff or .pam");
+    }
+#ifdef ORBULON_WITH_OIIO
+    writeWithOiio(path, image, bitDepth, ext);
+#else
+    throw ImageError(path, "this build writes only .pam images ('" + ext + "' needs OpenImageIO)");
+#endif
+}
+
+Image solidImage(int width, int height, float r, float g, float b, float a)
+{
+    Image image;
+    image.width = width;
+    image.height = height;
+    image.rgba.resize(size_t(width) * size_t(height) * 4);
+    for (size_t i = 0; i < image.rgba.size(); i += 4) {
+        image.rgba[i] = r;
+        image.rgba[i + 1] = g;
+        image.rgba[i + 2] = b;
+        image.rgba[i + 3] = a;
+    }
+    return image;
+}
+
+}  // namespace orbhost

@@ -1,0 +1,40 @@
+// Images as the host keeps them in memory, and reading and writing them as files.
+#pragma once
+
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace orbhost {
+
+// Largest width or height of any image, layer or composition the host handles, in pixels.
+inline constexpr int kMaxImageSide = 30000;
+
+// Straight (not premultiplied) colour, 4 floats per pixel in r, g, b, a order, row 0 at the
+// top; 1.0 is full scale.
+struct Image {
+    int width = 0, height = 0;
+    std::vector<float> rgba;
+};
+
+// Message "PATH: problem"; `problem` keeps the part after the path when it is known, so that
+// callers can quote the file the way the user wrote it.
+struct ImageError : std::runtime_error {
+    using std::runtime_error::runtime_error;
+    ImageError(const std::string& path, const std::string& problem)
+        : std::runtime_error(path + ": " + problem), problem(problem) {}
+    std::string problem;
+};
+
+// PNG, EXR, TIFF and JPEG through OpenImageIO when the build has it; .pam always.
+Image readImage(const std::string& path);
+
+// Format by extension: .png 8 or 16 bits straight alpha (32 gives 16); .exr half (8, 16) or
+// float (32) with premultiplied alpha; .tif/.tiff 8, 16 or float, straight alpha; .pam 8 bits
+// when bitDepth is 8, else 16, straight alpha. Without OpenImageIO only .pam works.
+void writeImage(const std::string& path, const Image& image, int bitDepth);
+
+// An image of the given size filled with one straight colour.
+Image solidImage(int width, int height, float r, float g, float b, float a);
+
+}  // namespace orbhost

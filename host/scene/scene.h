@@ -1,0 +1,68 @@
+// A render request: the composition, its layers, the effect's layer and parameter values, and
+// what to render. Read from a JSON scene file (docs/scene-format.md) and checked completely
+// before anything renders.
+#pragma once
+
+#include "host/scene/image.h"
+#include "host/scene/param_track.h"
+
+#include <nlohmann/json.hpp>
+
+#include <array>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace orbhost {
+
+// Largest downsample factor a scene may ask for, per axis.
+inline constexpr int kMaxDownsample = 16;
+
+// Message "FILE: /json/pointer: problem"; the pointer (RFC 6901) is left out for problems of
+// the file as a whole, and malformed JSON gives "FILE: line L, column C: problem".
+struct SceneError : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+struct Layer {
+    std::string name;
+    std::string jsonPath;        // e.g. /layers/1
+    enum class Kind { Solid, Image } kind = Kind::Solid;
+    std::string file;            // image layers: the path resolved against the scene file's folder
+    Image image;                 // image layers: the loaded pixels; solid layers: width x height filled with colour
+    int width = 0, height = 0;
+    std::array<float, 4> color{0, 0, 0, 0};  // solids: r, g, b, a in 0..1
+};
+
+struct RenderSettings {
+    int bitDepth = 8;
+    int downsampleX = 1, downsampleY = 1;
+    int firstFrame = 0, lastFrame = 0;  // inclusive, in composition frames from 0
+};
+
+struct Scene {
+    std::string file;                  // the scene file's path as given, for messages
+    int width = 0, height = 0;         // composition size in pixels
+    double pixelAspect = 1.0, frameRate = 25.0, duration = 1.0;  // duration in seconds
+    std::string effectLayer;           // name of the layer the effect is applied to; names a layer
+    std::vector<Layer> layers;         // top to bottom
+    std::vector<ParamTrack> params;    // effect parameter values, sorted by name; the host core binds
+                                       // the names and reports problems with each track's jsonPath
+    RenderSettings render;
+};
+
+// Reads, validates (unknown keys, wrong types, bad ranges) and loads the images; throws SceneError.
+Scene loadScene(const std::string& path);
+Scene parseScene(const nlohmann::json& doc, const std::string& fileForMessages, const std::string& baseDir);
+// As parseScene, from JSON text (comments allowed); malformed text gives line and column.
+Scene parseSceneText(const std::string& text, const std::string& fileForMessages, const std::string& baseDir);
+
+// Number of frames in the composition: those whose start time lies before its duration.
+int frameCount(const Scene& scene);
+// The layer of that name, or nullptr.
+const Layer* findLayer(const Scene& scene, std::string_view name);
+// The effect's layer (parseScene guarantees it exists).
+const Layer& effectLayer(const Scene& scene);
+
+}  // namespace orbhost
