@@ -1,7 +1,7 @@
 // The effect's 49 controls in registration order. Disk ids 13 and 32 are each used twice and
 // 18, 33 and 44-52 are unused: saved projects depend on exactly these numbers.
 #pragma once
-#include "shell/param_spec.h"
+#include "shell/param_row.h"
 
 #include <array>
 #include <limits>
@@ -21,9 +21,9 @@ inline constexpr FixedRange kDepth{0, fixed(32767), 0, fixed(1000)};
 inline constexpr PF_ParamFlags kTwirl = PF_ParamFlag_COLLAPSE_TWIRLY;
 } // namespace param_values
 
-inline constexpr std::array<ParamSpec, PARAM_NUM_PARAMS - 1> kParamTable = [] {
+inline constexpr std::array<ParamRow, PARAM_NUM_PARAMS - 1> kParamTable = [] {
     using namespace param_values;
-    return std::array<ParamSpec, PARAM_NUM_PARAMS - 1>{
+    return std::array<ParamRow, PARAM_NUM_PARAMS - 1>{
         layerParam(PARAM_TEXTURE, "Texture", 1),
         groupStart(PARAM_TRANSFORM_GROUP, "Transform", 2),
         angleParam(PARAM_SLIDE_TEXTURE, "Slide Texture", 43, 0),
@@ -91,9 +91,9 @@ inline constexpr std::array<ParamSpec, PARAM_NUM_PARAMS - 1> kParamTable = [] {
 // Row i registers parameter i + 1, and every name fits the host's name field.
 static_assert([] {
     for (std::size_t i = 0; i < kParamTable.size(); ++i) {
-        const ParamSpec& spec = kParamTable[i];
-        if (spec.index != static_cast<EffectParamId>(i + 1)) return false;
-        if (spec.name && std::string_view(spec.name).size() > PF_MAX_EFFECT_PARAM_NAME_LEN) return false;
+        const ParamRow& row = kParamTable[i];
+        if (row.index != static_cast<EffectParamId>(i + 1)) return false;
+        if (row.name && std::string_view(row.name).size() > PF_MAX_EFFECT_PARAM_NAME_LEN) return false;
     }
     return true;
 }());

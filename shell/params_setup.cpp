@@ -5,59 +5,59 @@
 namespace {
 
 // Everything of the definition except its name, which only the host's strcpy may write.
-void describeParam(const ParamSpec& spec, PF_ParamDef& def)
+void describeParam(const ParamRow& row, PF_ParamDef& def)
 {
-    def.param_type = spec.type;
-    def.flags = spec.flags;
-    def.ui_flags = spec.uiFlags;
-    def.uu.id = spec.diskId;
-    switch (spec.type) {
+    def.param_type = row.type;
+    def.flags = row.flags;
+    def.ui_flags = row.uiFlags;
+    def.uu.id = row.diskId;
+    switch (row.type) {
     case PF_Param_LAYER:
-        def.u.ld.dephault = spec.dflt;
+        def.u.ld.dephault = row.dflt;
         break;
     case PF_Param_FIX_SLIDER:
-        def.u.fd.value = spec.dflt;
-        def.u.fd.dephault = spec.dflt;
-        def.u.fd.valid_min = spec.validMin;
-        def.u.fd.valid_max = spec.validMax;
-        def.u.fd.slider_min = spec.sliderMin;
-        def.u.fd.slider_max = spec.sliderMax;
-        def.u.fd.precision = spec.precision;
+        def.u.fd.value = row.dflt;
+        def.u.fd.dephault = row.dflt;
+        def.u.fd.valid_min = row.validMin;
+        def.u.fd.valid_max = row.validMax;
+        def.u.fd.slider_min = row.sliderMin;
+        def.u.fd.slider_max = row.sliderMax;
+        def.u.fd.precision = row.precision;
         break;
     case PF_Param_FLOAT_SLIDER:
-        def.u.fs_d.value = spec.floatDefault;
-        def.u.fs_d.dephault = spec.floatDefault;
-        def.u.fs_d.valid_min = spec.floatValidMin;
-        def.u.fs_d.valid_max = spec.floatValidMax;
-        def.u.fs_d.slider_min = spec.floatSliderMin;
-        def.u.fs_d.slider_max = spec.floatSliderMax;
-        def.u.fs_d.precision = spec.precision;
-        def.u.fs_d.curve_tolerance = spec.curveTolerance;
+        def.u.fs_d.value = row.floatDefault;
+        def.u.fs_d.dephault = row.floatDefault;
+        def.u.fs_d.valid_min = row.floatValidMin;
+        def.u.fs_d.valid_max = row.floatValidMax;
+        def.u.fs_d.slider_min = row.floatSliderMin;
+        def.u.fs_d.slider_max = row.floatSliderMax;
+        def.u.fs_d.precision = row.precision;
+        def.u.fs_d.curve_tolerance = row.curveTolerance;
         break;
     case PF_Param_ANGLE:
-        def.u.ad.value = spec.dflt;
-        def.u.ad.dephault = spec.dflt;
+        def.u.ad.value = row.dflt;
+        def.u.ad.dephault = row.dflt;
         break;
     case PF_Param_CHECKBOX:
-        def.u.bd.value = spec.dflt;
-        def.u.bd.dephault = static_cast<PF_Boolean>(spec.dflt);
-        def.u.bd.u.nameptr = spec.text;
+        def.u.bd.value = row.dflt;
+        def.u.bd.dephault = static_cast<PF_Boolean>(row.dflt);
+        def.u.bd.u.nameptr = row.text;
         break;
     case PF_Param_POPUP:
-        def.u.pd.value = spec.dflt;
-        def.u.pd.num_choices = spec.numChoices;
-        def.u.pd.dephault = static_cast<A_short>(spec.dflt);
-        def.u.pd.u.namesptr = spec.text;
+        def.u.pd.value = row.dflt;
+        def.u.pd.num_choices = row.numChoices;
+        def.u.pd.dephault = static_cast<A_short>(row.dflt);
+        def.u.pd.u.namesptr = row.text;
         break;
     case PF_Param_POINT:
-        def.u.td.x_value = spec.dflt;
-        def.u.td.y_value = spec.defaultY;
-        def.u.td.x_dephault = spec.dflt;
-        def.u.td.y_dephault = spec.defaultY;
+        def.u.td.x_value = row.dflt;
+        def.u.td.y_value = row.defaultY;
+        def.u.td.x_dephault = row.dflt;
+        def.u.td.y_dephault = row.defaultY;
         break;
     case PF_Param_COLOR:
-        def.u.cd.value = spec.color;
-        def.u.cd.dephault = spec.color;
+        def.u.cd.value = row.color;
+        def.u.cd.dephault = row.color;
         break;
     default:   // group start and end carry nothing beyond the common fields
         break;
@@ -71,11 +71,11 @@ PF_Err paramsSetup(PF_InData* in_data, PF_OutData* out_data)
     if (!in_data->inter.add_param || !in_data->utils || !in_data->utils->ansi.strcpy) {
         return PF_Err_BAD_CALLBACK_PARAM;
     }
-    for (const ParamSpec& spec : kParamTable) {
+    for (const ParamRow& row : kParamTable) {
         PF_ParamDef def{};
-        describeParam(spec, def);
-        if (spec.name) {
-            in_data->utils->ansi.strcpy(def.name_do_not_use_directly, spec.name);
+        describeParam(row, def);
+        if (row.name) {
+            in_data->utils->ansi.strcpy(def.name_do_not_use_directly, row.name);
         }
         // Index -1 appends; the table order is the parameter order.
         if (const PF_Err err = in_data->inter.add_param(in_data->effect_ref, -1, &def)) {

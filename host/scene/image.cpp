@@ -11,6 +11,7 @@
 #include <new>
 
 #ifdef ORBULON_WITH_OIIO
+#include <OpenImageIO/imagebuf.h>
 #include <OpenImageIO/imageio.h>
 #endif
 
@@ -58,42 +59,42 @@ Image readWithOiio(const std::string& path)
 {
     OIIO::ImageSpec config;
     config.attribute("oiio:UnassociatedAlpha", 1);
-    auto input = OIIO::ImageInput::open(path, &config);
-    if (!input) {
-        throw ImageError(path, "cannot read the image: " + OIIO::geterror());
+    OIIO::ImageBuf file(path, 0, 0, nullptr, &config);
+    if (!file.init_spec(path, 0, 0)) {
+        throw ImageError(path, "cannot read the image: " + file.geterror());
     }
-    const OIIO::ImageSpec& spec = input->spec();
-    const int channels = spec.nchannels;
-    if (spec.width <= 0 || spec.height <= 0 || channels <= 0) {
+    const OIIO::ImageSpec& imageFormat = file.nativespec();
+    const int channels = imageFormat.nchannels;
+    if (imageFormat.width <= 0 || imageFormat.height <= 0 || channels <= 0) {
         throw ImageError(path, "the image has no pixels");
     }
-    if (spec.width > kMaxImageSide || spec.height > kMaxImageSide) {
-        throw ImageError(path, "the image is " + std::to_string(spec.width) + "x" + std::to_string(spec.height) +
+    if (imageFormat.width > kMaxImageSide || imageFormat.height > kMaxImageSide) {
+        throw ImageError(path, "the image is " + std::to_string(imageFormat.width) + "x" + std::to_string(imageFormat.height) +
                                    ", larger than " + std::to_string(kMaxImageSide) + " pixels on a side");
     }
-    int alpha = spec.alpha_channel;
+    int alpha = imageFormat.alpha_channel;
     if (alpha < 0 && (channels == 2 || channels == 4)) {
         alpha = channels - 1;
     }
     const bool grey = channels <= 2;
-    const bool premultiplied = alpha >= 0 && spec.get_int_attribute("oiio:UnassociatedAlpha", 0) == 0;
+    const bool premultiplied = alpha >= 0 && imageFormat.get_int_attribute("oiio:UnassociatedAlpha", 0) == 0;
 
     Image image;
-    image.width = spec.width;
-    image.height = spec.height;
-    const size_t pixels = size_t(spec.width) * size_t(spec.height);
+    image.width = imageFormat.width;
+    image.height = imageFormat.height;
+    const size_t pixels = size_t(imageFormat.width) * size_t(imageFormat.height);
     std::vector<float> raw;
     try {
         raw.resize(pixels * size_t(channels));
         image.rgba.resize(pixels * 4);
     } catch (const std::bad_alloc&) {
-        throw ImageError(path, "the image is too large to hold in memory (" + std::to_string(spec.width) + "x" +
-                                   std::to_string(spec.height) + ")");
+        throw ImageError(path, "the image is too large to hold in memory (" + std::to_string(imageFormat.width) + "x" +
+                                   std::to_string(imageFormat.height) + ")");
     }
-    if (!input->read_image(0, 0, 0, channels, OIIO::TypeDesc::FLOAT, raw.data())) {
-        throw ImageError(path, "cannot read the pixels: " + input->geterror());
+    if (!file.read(0, 0, true, OIIO::TypeDesc::FLOAT) ||
+        !file.get_pixels(file.roi(), OIIO::TypeDesc::FLOAT, raw.data())) {
+        throw ImageError(path, "cannot read the pixels: " + file.geterror());
     }
-    input->close();
 
     for (size_t p = 0; p < pixels; ++p) {
         const float* in = &raw[p * size_t(channels)];
@@ -122,7 +123,7 @@ void writeWithOiio(const std::string& path, const Image& image, int bitDepth, co
     } else if (bitDepth == 32 && ext != ".png") {
         type = OIIO::TypeDesc::FLOAT;
     }
-    OIIO::ImageSpec spec(image.width, image.height, 4, type);
+    OIIO::ImageSpec imageFormat(image.width, image.height, 4, type);
     std::vector<float> premultiplied;
     const float* pixels = image.rgba.data();
     if (exr) {
@@ -135,13 +136,13 @@ void writeWithOiio(const std::string& path, const Image& image, int bitDepth, co
         }
         pixels = premultiplied.data();
     } else {
-        spec.attribute("oiio:UnassociatedAlpha", 1);
+        imageFormat.attribute("oiio:UnassociatedAlpha", 1);
     }
     auto output = OIIO::ImageOutput::create(path);
     if (!output) {
         throw ImageError(path, "cannot write this kind of file: " + OIIO::geterror());
     }
-    if (!output->open(path, spec) || !output->write_image(OIIO::TypeDesc::FLOAT, pixels) || !output->close()) {
+    if (!output->open(path, imageFormat) || !output->write_image(OIIO::TypeDesc::FLOAT, pixels) || !output->close()) {
         throw ImageError(path, "cannot write the image: " + output->geterror());
     }
 }

@@ -8,6 +8,7 @@
 #include <cmath>
 
 #ifdef ORBULON_WITH_OIIO
+#include <OpenImageIO/imagebuf.h>
 #include <OpenImageIO/imageio.h>
 #endif
 
@@ -187,14 +188,15 @@ struct OnDisk {
 
 OnDisk readRaw(const std::string& path)
 {
-    auto input = OIIO::ImageInput::open(path);
-    if (!input) {
-        ADD_FAILURE() << "cannot open " << path << ": " << OIIO::geterror();
+    OIIO::ImageBuf file(path);
+    if (!file.init_spec(path, 0, 0)) {
+        ADD_FAILURE() << "cannot open " << path << ": " << file.geterror();
         return {};
     }
-    OnDisk disk{input->spec().format, {}};
-    disk.values.resize(size_t(input->spec().image_pixels()) * size_t(input->spec().nchannels));
-    input->read_image(0, 0, 0, input->spec().nchannels, OIIO::TypeDesc::FLOAT, disk.values.data());
+    const OIIO::ImageSpec& onDisk = file.nativespec();
+    OnDisk disk{onDisk.format, {}};
+    disk.values.resize(size_t(onDisk.image_pixels()) * size_t(onDisk.nchannels));
+    file.get_pixels(file.roi(), OIIO::TypeDesc::FLOAT, disk.values.data());
     return disk;
 }
 
@@ -235,9 +237,9 @@ TEST(ImageFiles, FilesWithoutAlphaReadAsOpaque)
         const std::string path = folder.file(c.name);
         auto output = OIIO::ImageOutput::create(path);
         ASSERT_TRUE(output) << c.name;
-        const OIIO::ImageSpec spec(16, 16, c.channels, OIIO::TypeDesc::UINT8);
+        const OIIO::ImageSpec imageFormat(16, 16, c.channels, OIIO::TypeDesc::UINT8);
         const std::vector<float> pixels(16 * 16 * size_t(c.channels), 0.6f);
-        ASSERT_TRUE(output->open(path, spec) && output->write_image(OIIO::TypeDesc::FLOAT, pixels.data()) &&
+        ASSERT_TRUE(output->open(path, imageFormat) && output->write_image(OIIO::TypeDesc::FLOAT, pixels.data()) &&
                     output->close())
             << c.name;
         const Image image = readImage(path);

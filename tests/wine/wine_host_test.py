@@ -90,11 +90,31 @@ class AexFile(unittest.TestCase):
 class WindowsHost(unittest.TestCase):
     """The cross-built host loads the real .aex and behaves as the Linux build does."""
 
-    def test_describe_lists_the_parameters(self):
-        out = wine("--describe").stdout
+    def test_registers_the_same_parameters_as_the_linux_build(self):
+        def table(out):
+            return out[out.index("Property list:"):]
+        win, lin = wine("--describe").stdout, linux("--describe").stdout
+        self.assertIn("QUORVANTIS_Orbulon", win)
         for name in ("Texture", "Slide Texture", "Reflection Rolloff", "Fog Color", "dammy"):
-            self.assertIn(name, out)
-        self.assertIn("QUORVANTIS_Orbulon", out)
+            self.assertIn(name, win)
+        self.assertEqual(table(win).replace("\r\n", "\n"), table(lin))
+
+    def test_every_command_number_is_answered_and_balanced(self):
+        r = wine("--command-sweep")
+        answered = [line for line in r.stdout.splitlines() if line.startswith("command ")]
+        self.assertEqual(len(answered), 41 - 5, r.stdout)
+        self.assertNotIn("unbalanced", r.stderr)
+
+    def test_injected_failures_reach_the_result(self):
+        cases = [(("--fail-suite", "AEGP Utility Suite"), "GLOBAL_SETUP failed with error 516"),
+                 (("--fail", "add_param:7"), "PARAMS_SETUP failed with error 4"),
+                 (("--fail", "handle:1"), "GLOBAL_SETUP failed with error 4")]
+        for args, message in cases:
+            with self.subTest(args=args):
+                r = wine(*args, "--describe", check=False)
+                self.assertEqual(r.returncode, 1, r.stderr)
+                self.assertIn(message, r.stderr)
+                self.assertNotIn("unbalanced", r.stderr)
 
     def test_about_text(self):
         out = wine("--about").stdout
@@ -106,7 +126,8 @@ class WindowsHost(unittest.TestCase):
         with tempfile.TemporaryDirectory() as tmp:
             for depth in ("8", "16", "32"):
                 win_out, lin_out = f"{tmp}/win{depth}.pam", f"{tmp}/lin{depth}.pam"
-                wine(scene, "-o", win_out, "--bit-depth", depth)
+                r = wine(scene, "-o", win_out, "--bit-depth", depth)
+                self.assertNotIn("unbalanced", r.stderr)
                 linux(scene, "-o", lin_out, "--bit-depth", depth)
                 w1, h1, d1, m1, a = read_pam(win_out)
                 w2, h2, d2, m2, b = read_pam(lin_out)

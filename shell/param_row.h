@@ -4,7 +4,7 @@
 #include "hostapi/host_api.h"
 #include "shell/effect_param_id.h"
 
-struct ParamSpec {
+struct ParamRow {
     EffectParamId index;
     PF_ParamType type;
     const char* name;   // null for group ends, which have no name
@@ -36,24 +36,24 @@ struct ParamSpec {
 // Whole units to 16.16.
 constexpr PF_Fixed fixed(A_long units) { return units * 65536; }
 
-constexpr ParamSpec layerParam(EffectParamId index, const char* name, A_long diskId,
+constexpr ParamRow layerParam(EffectParamId index, const char* name, A_long diskId,
                                PF_ParamFlags flags = PF_ParamFlag_NONE)
 {
     return {.index = index, .type = PF_Param_LAYER, .name = name, .diskId = diskId,
             .flags = flags, .dflt = PF_LayerDefault_NONE};
 }
 
-constexpr ParamSpec groupStart(EffectParamId index, const char* name, A_long diskId)
+constexpr ParamRow groupStart(EffectParamId index, const char* name, A_long diskId)
 {
     return {.index = index, .type = PF_Param_GROUP_START, .name = name, .diskId = diskId};
 }
 
-constexpr ParamSpec groupEnd(EffectParamId index, A_long diskId)
+constexpr ParamRow groupEnd(EffectParamId index, A_long diskId)
 {
     return {.index = index, .type = PF_Param_GROUP_END, .name = nullptr, .diskId = diskId};
 }
 
-constexpr ParamSpec angleParam(EffectParamId index, const char* name, A_long diskId, A_long degrees)
+constexpr ParamRow angleParam(EffectParamId index, const char* name, A_long diskId, A_long degrees)
 {
     return {.index = index, .type = PF_Param_ANGLE, .name = name, .diskId = diskId,
             .dflt = fixed(degrees)};
@@ -63,7 +63,7 @@ struct FixedRange {
     PF_Fixed validMin, validMax, sliderMin, sliderMax;
 };
 
-constexpr ParamSpec fixSlider(EffectParamId index, const char* name, A_long diskId, FixedRange range,
+constexpr ParamRow fixSlider(EffectParamId index, const char* name, A_long diskId, FixedRange range,
                               PF_Fixed dflt, PF_Precision precision,
                               PF_ParamFlags flags = PF_ParamFlag_NONE, PF_ParamUIFlags uiFlags = 0)
 {
@@ -73,7 +73,7 @@ constexpr ParamSpec fixSlider(EffectParamId index, const char* name, A_long disk
             .dflt = dflt, .precision = precision};
 }
 
-constexpr ParamSpec floatSlider(EffectParamId index, const char* name, A_long diskId, float validMin,
+constexpr ParamRow floatSlider(EffectParamId index, const char* name, A_long diskId, float validMin,
                                 float validMax, float sliderMin, float sliderMax, float dflt,
                                 PF_Precision precision, float curveTolerance, PF_ParamFlags flags)
 {
@@ -83,26 +83,26 @@ constexpr ParamSpec floatSlider(EffectParamId index, const char* name, A_long di
             .floatDefault = dflt, .curveTolerance = curveTolerance};
 }
 
-constexpr ParamSpec pointParam(EffectParamId index, const char* name, A_long diskId, PF_Fixed x, PF_Fixed y)
+constexpr ParamRow pointParam(EffectParamId index, const char* name, A_long diskId, PF_Fixed x, PF_Fixed y)
 {
     return {.index = index, .type = PF_Param_POINT, .name = name, .diskId = diskId,
             .dflt = x, .defaultY = y};
 }
 
-constexpr ParamSpec checkbox(EffectParamId index, const char* name, A_long diskId, bool on)
+constexpr ParamRow checkbox(EffectParamId index, const char* name, A_long diskId, bool on)
 {
     return {.index = index, .type = PF_Param_CHECKBOX, .name = name, .diskId = diskId,
             .dflt = on ? 1 : 0, .text = ""};
 }
 
-constexpr ParamSpec popup(EffectParamId index, const char* name, A_long diskId, const char* choices,
+constexpr ParamRow popup(EffectParamId index, const char* name, A_long diskId, const char* choices,
                           A_short numChoices, A_short dflt, PF_ParamFlags flags = PF_ParamFlag_NONE)
 {
     return {.index = index, .type = PF_Param_POPUP, .name = name, .diskId = diskId, .flags = flags,
             .dflt = dflt, .text = choices, .numChoices = numChoices};
 }
 
-constexpr ParamSpec colorParam(EffectParamId index, const char* name, A_long diskId, PF_Pixel color)
+constexpr ParamRow colorParam(EffectParamId index, const char* name, A_long diskId, PF_Pixel color)
 {
     return {.index = index, .type = PF_Param_COLOR, .name = name, .diskId = diskId, .color = color};
 }

@@ -1,0 +1,113 @@
+#include "describe.h"
+
+#include <cstdio>
+#include <ostream>
+#include <string>
+
+namespace orbhost {
+namespace {
+
+std::string number(double v, int precision = 3)
+{
+    char buf[48];
+    std::snprintf(buf, sizeof buf, "%.*g", precision + 4, v);
+    return buf;
+}
+
+std::string rangeText(const ParamDefinition& p)
+{
+    const PF_ParamDefUnion& u = p.def.u;
+    switch (p.def.param_type) {
+    case PF_Param_FIX_SLIDER:
+        return number(u.fd.valid_min / 65536.0) + ".." + number(u.fd.valid_max / 65536.0) + " (slider " +
+               number(u.fd.slider_min / 65536.0) + ".." + number(u.fd.slider_max / 65536.0) + ")";
+    case PF_Param_FLOAT_SLIDER:
+        return number(u.fs_d.valid_min) + ".." + number(u.fs_d.valid_max) + " (slider " +
+               number(u.fs_d.slider_min) + ".." + number(u.fs_d.slider_max) + ")";
+    case PF_Param_SLIDER:
+        return std::to_string(u.sd.valid_min) + ".." + std::to_string(u.sd.valid_max);
+    case PF_Param_POPUP: return p.popupNames;
+    default: return "";
+    }
+}
+
+std::string defaultText(const ParamDefinition& p)
+{
+    const PF_ParamDefUnion& u = p.def.u;
+    switch (p.def.param_type) {
+    case PF_Param_FIX_SLIDER: return number(u.fd.dephault / 65536.0);
+    case PF_Param_FLOAT_SLIDER: return number(u.fs_d.dephault);
+    case PF_Param_SLIDER: return std::to_string(u.sd.dephault);
+    case PF_Param_ANGLE: return number(u.ad.dephault / 65536.0) + " deg";
+    case PF_Param_CHECKBOX: return u.bd.dephault ? "on" : "off";
+    case PF_Param_POPUP: {
+        const auto choices = p.choices();
+        const int d = u.pd.dephault;
+        return std::to_string(d) + (d >= 1 && d <= int(choices.size()) ? " (" + choices[std::size_t(d - 1)] + ")" : "");
+    }
+    case PF_Param_COLOR: {
+        char buf[48];
+        std::snprintf(buf, sizeof buf, "ARGB %d,%d,%d,%d", u.cd.dephault.alpha, u.cd.dephault.red,
+                      u.cd.dephault.green, u.cd.dephault.blue);
+        return buf;
+    }
+    case PF_Param_POINT:
+        return number(u.td.x_dephault / 65536.0) + "%, " + number(u.td.y_dephault / 65536.0) + "%";
+    case PF_Param_LAYER: return p.index == 0 ? "input" : (u.ld.dephault == PF_LayerDefault_MYSELF ? "this layer" : "none");
+    default: return "";
+    }
+}
+
+std::string flagsText(const ParamDefinition& p)
+{
+    std::string text;
+    auto add = [&](bool on, const char* name) {
+        if (on)
+            text += (text.empty() ? "" : " ") + std::string(name);
+    };
+    add(p.def.flags & PF_ParamFlag_SUPERVISE, "SUPERVISE");
+    add(p.def.flags & PF_ParamFlag_CANNOT_TIME_VARY, "CANNOT_TIME_VARY");
+    add(p.def.flags & PF_ParamFlag_CANNOT_INTERP, "CANNOT_INTERP");
+    add(p.def.flags & PF_ParamFlag_COLLAPSE_TWIRLY, "COLLAPSE_TWIRLY");
+    add(p.uiFlags & PF_PUI_DISABLED, "ui:DISABLED");
+    add(p.uiFlags & PF_PUI_INVISIBLE, "ui:INVISIBLE");
+    return text;
+}
+
+} // namespace
+
+void printParamTable(std::ostream& out, const EffectHost& host)
+{
+    char line[512];
+    std::snprintf(line, sizeof line, "%5s  %-34s %-13s %-40s %-22s %-28s %s\n", "index", "name", "type",
+                  "range", "default", "flags", "disk id");
+    out << line;
+    for (const ParamDefinition& p : host.params()) {
+        std::string name = std::string(std::size_t(p.groupDepth) * 2, ' ');
+        if (p.def.param_type == PF_Param_GROUP_END)
+            name += "(end of group)";
+        else
+            name += p.index == 0 ? "(input layer)" : p.name;
+        std::snprintf(line, sizeof line, "%5d  %-34s %-13s %-40s %-22s %-28s %s\n", p.index, name.c_str(),
+                      paramTypeName(p.def.param_type), rangeText(p).c_str(), defaultText(p).c_str(),
+                      flagsText(p).c_str(), p.index == 0 ? "" : std::to_string(p.def.uu.id).c_str());
+        out << line;
+    }
+}
+
+void printUiState(std::ostream& out, const EffectHost& host)
+{
+    bool any = false;
+    for (const ParamDefinition& p : host.params()) {
+        const bool disabled = p.uiFlags & PF_PUI_DISABLED, hidden = p.uiFlags & PF_PUI_INVISIBLE;
+        if (!disabled && !hidden)
+            continue;
+        any = true;
+        out << "  " << p.index << " \"" << p.name << "\":" << (disabled ? " greyed out" : "")
+            << (hidden ? " hidden" : "") << '\n';
+    }
+    if (!any)
+        out << "  every parameter is enabled and visible\n";
+}
+
+} // namespace orbhost

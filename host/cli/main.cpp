@@ -1,0 +1,349 @@
+// orbulon-render: renders a scene file with an effect module (Orbulon by default) to images.
+// Exit codes: 0 success, 2 bad scene or arguments, 1 effect or render failure.
+#include "describe.h"
+#include "run_stats.h"
+
+#include "host/core/host_errors.h"
+#include "host/core/host_codes.h"
+#include "host/core/scene_binding.h"
+#include "host/scene/scene.h"
+
+#include <CLI/CLI.hpp>
+
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <iostream>
+
+#if defined(_WIN32)
+#include <io.h>
+#include <windows.h>
+#else
+#include <unistd.h>
+#endif
+
+namespace {
+
+using namespace orbhost;
+
+constexpr int kExitOk = 0, kExitFailure = 1, kExitUsage = 2;
+
+#if defined(_WIN32)
+constexpr const char* kDefaultModule = "Orbulon.aex";
+#else
+constexpr const char* kDefaultModule = "Orbulon.so";
+#endif
+
+std::filesystem::path programFolder(const char* argv0)
+{
+#if defined(_WIN32)
+    char buffer[MAX_PATH];
+    if (GetModuleFileNameA(nullptr, buffer, MAX_PATH))
+        return std::filesystem::path(buffer).parent_path();
+#else
+    std::error_code ec;
+    auto self = std::filesystem::read_symlink("/proc/self/exe", ec);
+    if (!ec)
+        return self.parent_path();
+#endif
+    return std::filesystem::absolute(argv0).parent_path();
+}
+
+bool stdoutIsTerminal()
+{
+#if defined(_WIN32)
+    return _isatty(_fileno(stdout));
+#else
+    return isatty(fileno(stdout));
+#endif
+}
+
+// "out_####.png" with frame 7 -> "out_0007.png"; the longest run of '#' is the number.
+std::string framePath(const std::string& pattern, int frame)
+{
+    const auto first = pattern.find('#');
+    if (first == std::string::npos)
+        return pattern;
+    auto last = first;
+    while (last < pattern.size() && pattern[last] == '#')
+        ++last;
+    char digits[32];
+    std::snprintf(digits, sizeof digits, "%0*d", int(last - first), frame);
+    return pattern.substr(0, first) + digits + pattern.substr(last);
+}
+
+bool parseRange(const std::string& text, int* a, int* b)
+{
+    const auto colon = text.find(':');
+    if (colon == std::string::npos)
+        return false;
+    try {
+        std::size_t used = 0;
+        *a = std::stoi(text.substr(0, colon), &used);
+        if (used != colon)
+            return false;
+        *b = std::stoi(text.substr(colon + 1), &used);
+        return used == text.size() - colon - 1 && *a <= *b;
+    } catch (...) {
+        return false;
+    }
+}
+
+bool parseDownsample(const std::string& text, int* x, int* y)
+{
+    try {
+        std::size_t used = 0;
+        const auto comma = text.find(',');
+        *x = std::stoi(text.substr(0, comma), &used);
+        *y = comma == std::string::npos ? *x : std::stoi(text.substr(comma + 1));
+        return *x >= 1 && *y >= 1 && *x <= kMaxDownsample && *y <= kMaxDownsample;
+    } catch (...) {
+        return false;
+    }
+}
+
+void printImbalances(const EffectHost& host, std::size_t fromRecord)
+{
+    const auto& log = host.commandLog();
+    for (std::size_t i = fromRecord; i < log.size(); ++i)
+        for (const Imbalance& imbalance : log[i].imbalances)
+            std::cerr << "warning: " << commandName(log[i].cmd) << " left unbalanced: " << imbalance.what
+                      << " (" << imbalance.count << ")\n";
+}
+
+std::string commandFailure(const EffectHost& host, PF_Err err)
+{
+    const CommandRecord& last = host.commandLog().back();
+    std::string text = std::string(commandName(last.cmd)) + " failed with error " + std::to_string(err);
+    if (!last.problem.empty())
+        text += ": " + last.problem;
+    if (!last.returnMsg.empty())
+        text += " (effect says: " + last.returnMsg + ")";
+    return text;
+}
+
+// "--fail KIND:N": the Nth attempt of that kind fails.
+bool planFault(const std::string& text, FaultPlan& plan)
+{
+    const auto colon = text.find(':');
+    if (colon == std::string::npos)
+        return false;
+    int nth = 0;
+    try {
+        std::size_t used = 0;
+        nth = std::stoi(text.substr(colon + 1), &used);
+        if (used != text.size() - colon - 1 || nth < 1)
+            return false;
+    } catch (...) {
+        return false;
+    }
+    const std::string kind = text.substr(0, colon);
+    if (kind == "handle")
+        plan.failHandleAllocation = nth;
+    else if (kind == "world")
+        plan.failWorldCreation = nth;
+    else if (kind == "add_param")
+        plan.failAddParam = nth;
+    else if (kind == "checkout")
+        plan.failCheckout = nth;
+    else
+        return false;
+    return true;
+}
+
+// Sends every command number from 0 to 40 that the set-up, set-down and render paths do not
+// already send, and prints what the effect answered.
+int sweepCommands(EffectHost& host)
+{
+    int failures = 0;
+    for (PF_Cmd cmd = 0; cmd <= 40; ++cmd) {
+        if (cmd == PF_Cmd_GLOBAL_SETUP || cmd == PF_Cmd_GLOBAL_SETDOWN || cmd == PF_Cmd_PARAMS_SETUP ||
+            cmd == PF_Cmd_SMART_PRE_RENDER || cmd == PF_Cmd_SMART_RENDER)
+            continue;
+        const std::size_t logStart = host.commandLog().size();
+        const PF_Err err = host.sendCommand(cmd);
+        std::cout << "command " << cmd << ' ' << commandName(cmd) << ": " << err << '\n';
+        printImbalances(host, logStart);
+        failures += host.commandLog().back().problem.empty() ? 0 : 1;
+    }
+    return failures;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    CLI::App app{"Renders a scene with an effect module through the headless host."};
+    // Under Wine users pass Unix paths, which would otherwise read as /option switches.
+    app.allow_windows_style_options(false);
+    std::string scenePath, outputPath, modulePath, frameRange, downsample, appName;
+    int frame = -1, bitDepth = 0, threads = 0;
+    bool describe = false, about = false, stats = false, verbose = false, uiState = false, sweep = false;
+    std::vector<std::string> failSuites, failNth;
+    app.add_option("scene", scenePath, "Scene file (JSON)");
+    app.add_option("-o,--output", outputPath, "Output image (.png, .exr, .tif, .pam); a #### run numbers frames");
+    app.add_option("--module", modulePath, "Effect module (default: the Orbulon module next to this program)");
+    app.add_option("--frame", frame, "Frame to render (composition frame from 0)")->check(CLI::NonNegativeNumber);
+    app.add_option("--frames", frameRange, "Frames A:B to render, numbered into the output pattern");
+    app.add_option("--bit-depth", bitDepth, "Bits per channel: 8, 16 or 32")->check(CLI::IsMember({8, 16, 32}));
+    app.add_option("--downsample", downsample, "Render at 1/N resolution: N or X,Y");
+    app.add_option("--threads", threads, "Iterate worker threads (default: one per core)")->check(CLI::PositiveNumber);
+    app.add_flag("--describe", describe, "Print the property list and the registered parameters");
+    app.add_flag("--about", about, "Print the effect's about text");
+    app.add_flag("--stats", stats, "Print timings and peak memory");
+    app.add_option("--app", appName, "Pose as another host application")->check(CLI::IsMember({"premiere", "aftereffects"}));
+    app.add_flag("--verbose", verbose, "Log host calls, unsupported calls and suite requests");
+    app.add_flag("--ui-state", uiState, "Print which parameters are greyed out or hidden after the render");
+    app.add_option("--fail-suite", failSuites, "Make the basic suite refuse this suite (repeatable)");
+    app.add_option("--fail", failNth, "Make the Nth attempt fail: handle:N, world:N, add_param:N or checkout:N");
+    app.add_flag("--command-sweep", sweep, "Send every command number 0..40 and print the answers");
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& e) {
+        const int code = app.exit(e);
+        return code == 0 ? kExitOk : kExitUsage;
+    }
+
+    const bool renders = !scenePath.empty() && !outputPath.empty();
+    FaultPlan faults;
+    faults.unavailableSuites.insert(failSuites.begin(), failSuites.end());
+    for (const std::string& f : failNth) {
+        if (!planFault(f, faults)) {
+            std::cerr << "orbulon-render: --fail " << f << ": expected handle:N, world:N, add_param:N or checkout:N\n";
+            return kExitUsage;
+        }
+    }
+    if (!describe && !about && !renders && !sweep) {
+        std::cerr << "orbulon-render: give a scene and -o OUTPUT (or --describe / --about)\n";
+        return kExitUsage;
+    }
+    if (!scenePath.empty() && outputPath.empty() && !describe && !about) {
+        std::cerr << "orbulon-render: no output file given (-o)\n";
+        return kExitUsage;
+    }
+    int firstFrame = 0, lastFrame = 0, dsX = 0, dsY = 0;
+    if (!frameRange.empty() && !parseRange(frameRange, &firstFrame, &lastFrame)) {
+        std::cerr << "orbulon-render: --frames " << frameRange << ": expected A:B with A <= B\n";
+        return kExitUsage;
+    }
+    if (!downsample.empty() && !parseDownsample(downsample, &dsX, &dsY)) {
+        std::cerr << "orbulon-render: --downsample " << downsample << ": expected N or X,Y between 1 and "
+                  << kMaxDownsample << '\n';
+        return kExitUsage;
+    }
+    if (!frameRange.empty() && firstFrame != lastFrame && outputPath.find('#') == std::string::npos) {
+        std::cerr << "orbulon-render: " << outputPath << ": several frames need a #### pattern in the output name\n";
+        return kExitUsage;
+    }
+
+    Scene scene;
+    if (!scenePath.empty()) {
+        try {
+            scene = loadScene(scenePath);
+        } catch (const std::exception& e) {
+            std::cerr << e.what() << '\n';
+            return kExitUsage;
+        }
+    }
+
+    HostConfig config;
+    config.verbose = verbose;
+    config.iterate.threads = threads;
+    if (appName == "premiere")
+        config.applId = kApplIdPremiere;
+    if (modulePath.empty())
+        modulePath = (programFolder(argv[0]) / kDefaultModule).string();
+
+    const auto start = std::chrono::steady_clock::now();
+    try {
+        EffectHost host(modulePath, config);
+        host.faults() = faults;
+        if (!scenePath.empty())
+            host.setComposition(compositionFromScene(scene));
+        if (about) {
+            std::string text;
+            host.about(&text);
+            std::cout << text << '\n';
+        }
+        if (PF_Err err = host.start()) {
+            std::cerr << modulePath << ": " << commandFailure(host, err) << '\n';
+            return kExitFailure;
+        }
+        if (describe) {
+            std::cout << host.properties().name << " (" << modulePath << ")\nProperty list:\n"
+                      << describePipl(host.properties()) << "Parameters:\n";
+            printParamTable(std::cout, host);
+        }
+        if (sweep && sweepCommands(host))
+            return kExitFailure;
+        if (!renders) {
+            host.shutdown();
+            printImbalances(host, host.commandLog().size() >= 2 ? host.commandLog().size() - 2 : 0);
+            return kExitOk;
+        }
+
+        try {
+            bindScene(host, scene);
+        } catch (const BindError& e) {
+            std::cerr << e.what() << '\n';
+            return kExitUsage;
+        }
+
+        FrameRequest request;
+        request.bitDepth = bitDepth ? bitDepth : scene.render.bitDepth;
+        request.downsampleX = dsX ? dsX : scene.render.downsampleX;
+        request.downsampleY = dsY ? dsY : scene.render.downsampleY;
+        if (frameRange.empty()) {
+            firstFrame = lastFrame = frame >= 0 ? frame : scene.render.firstFrame;
+            if (frame < 0 && outputPath.find('#') != std::string::npos)
+                lastFrame = scene.render.lastFrame;
+        }
+        const bool progress = stdoutIsTerminal() && lastFrame > firstFrame;
+        long long pixels = 0;
+        int failures = 0;
+        for (int f = firstFrame; f <= lastFrame; ++f) {
+            request.seconds = f / scene.frameRate;
+            const std::size_t logStart = host.commandLog().size();
+            Image image;
+            const PF_Err err = host.renderFrame(request, &image);
+            printImbalances(host, logStart);
+            const std::string path = framePath(outputPath, f);
+            if (err) {
+                std::cerr << path << ": frame " << f << ": " << commandFailure(host, err) << '\n';
+                ++failures;
+                continue;
+            }
+            pixels += (long long)image.width * image.height;
+            try {
+                writeImage(path, image, request.bitDepth);
+            } catch (const std::exception& e) {
+                std::cerr << e.what() << '\n';
+                return kExitUsage;
+            }
+            if (progress) {
+                const int done = f - firstFrame + 1, total = lastFrame - firstFrame + 1, width = 30;
+                std::cout << "\rframe " << f << " [" << std::string(std::size_t(done * width / total), '#')
+                          << std::string(std::size_t(width - done * width / total), '.') << "] " << done << '/'
+                          << total << std::flush;
+            }
+        }
+        if (progress)
+            std::cout << '\n';
+        if (uiState) {
+            std::cout << "UI state after the render:\n";
+            printUiState(std::cout, host);
+        }
+        host.shutdown();
+        printImbalances(host, host.commandLog().size() >= 2 ? host.commandLog().size() - 2 : 0);
+        for (const Imbalance& live : host.liveResources())
+            if (live.what == "handle" || live.what == "world")
+                std::cerr << "warning: at unload the effect still holds " << live.count << ' ' << live.what << "(s)\n";
+        if (stats)
+            printStats(std::cout, host, pixels,
+                       std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
+        return failures ? kExitFailure : kExitOk;
+    } catch (const LoadError& e) {
+        std::cerr << e.what() << '\n';
+        return kExitFailure;
+    }
+}

@@ -1,0 +1,98 @@
+// The PICA basic suite: suites by exact (name, version), reference counted per command.
+#include "host/core/host_codes.h"
+#include "host/core/host_state.h"
+#include "host/core/unsupported_slots.h"
+
+#include <cstdlib>
+#include <cstring>
+
+namespace orbhost {
+namespace {
+
+std::string suiteKey(const char* name, int32 version)
+{
+    return std::string("suite \"") + name + "\" v" + std::to_string(version);
+}
+
+SPErr acquireSuite(const char* name, int32 version, const void** suite)
+{
+    if (suite)
+        *suite = nullptr;
+    HostState* host = activeHost();
+    if (!host || !name || !suite)
+        return kSuiteNotFoundError;
+    if (host->faults.unavailableSuites.contains(name)) {
+        host->note(std::string("suite made unavailable: \"") + name + "\" v" + std::to_string(version));
+        return kSuiteNotFoundError;
+    }
+    auto it = host->suites.find({name, int(version)});
+    if (it == host->suites.end()) {
+        host->note(std::string("suite not provided: \"") + name + "\" v" + std::to_string(version));
+        host->accounting.count(std::string("missing ") + suiteKey(name, version));
+        return kSuiteNotFoundError;
+    }
+    *suite = it->second;
+    host->accounting.take(suiteKey(name, version));
+    return kSPNoError;
+}
+
+SPErr releaseSuite(const char* name, int32 version)
+{
+    HostState* host = activeHost();
+    if (!host || !name)
+        return kSuiteNotFoundError;
+    if (!host->suites.contains({name, int(version)}))
+        return kSuiteNotFoundError;
+    host->accounting.giveBack(suiteKey(name, version));
+    return kSPNoError;
+}
+
+SPBoolean isEqual(const char* a, const char* b)
+{
+    return a && b && std::strcmp(a, b) == 0;
+}
+
+SPErr allocateBlock(size_t size, void** block)
+{
+    if (!block)
+        return kSuiteNotFoundError;
+    *block = std::malloc(size ? size : 1);
+    return *block ? kSPNoError : SPErr(PF_Err_OUT_OF_MEMORY);
+}
+
+SPErr freeBlock(void* block)
+{
+    std::free(block);
+    return kSPNoError;
+}
+
+SPErr reallocateBlock(void* block, size_t size, void** newBlock)
+{
+    if (!newBlock)
+        return kSuiteNotFoundError;
+    *newBlock = std::realloc(block, size ? size : 1);
+    return *newBlock ? kSPNoError : SPErr(PF_Err_OUT_OF_MEMORY);
+}
+
+SPBasicSuite makeBasicSuite()
+{
+    SPBasicSuite suite;
+    fillUnsupported<kSPBasicSuite, kSuiteNotFoundError>(suite);
+    suite.AcquireSuite = acquireSuite;
+    suite.ReleaseSuite = releaseSuite;
+    suite.IsEqual = isEqual;
+    suite.AllocateBlock = allocateBlock;
+    suite.FreeBlock = freeBlock;
+    suite.ReallocateBlock = reallocateBlock;
+    return suite;
+}
+
+} // namespace
+
+SPBasicSuite* basicSuite()
+{
+    static SPBasicSuite suite = makeBasicSuite();
+    return &suite;
+}
+
+} // namespace orbhost

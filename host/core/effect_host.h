@@ -1,0 +1,120 @@
+// The headless host: drives one effect module through the command protocol in the real
+// host's order, serves its callbacks and suites, and keeps accounts of what it hands out.
+#pragma once
+#include "host/core/accounting.h"
+#include "host/core/effect_module.h"
+#include "host/core/fault_plan.h"
+#include "host/core/iterate_pool.h"
+#include "host/core/param_definition.h"
+#include "host/scene/image.h"
+
+#include <functional>
+#include <iosfwd>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace orbhost {
+
+struct HostConfig {
+    PF_SpecVersion version{13, 27};
+    A_long applId = 0x46585443;        // 'FXTC'; 'PrMr' (0x50724D72) to pose as Premiere
+    IterateOptions iterate;
+    bool verbose = false;
+    std::ostream* log = nullptr;       // verbose notes and warnings; std::cerr when null
+};
+
+// One layer of the composition as the effect can see it.
+struct LayerSource {
+    std::string name;
+    std::shared_ptr<const Image> image;   // full resolution
+    double pixelAspect = 1.0;
+};
+
+struct Composition {
+    int width = 0, height = 0;
+    double pixelAspect = 1.0, frameRate = 25.0, duration = 1.0;
+    std::vector<LayerSource> layers;
+    int effectLayer = 0;                  // index of the layer the effect is applied to
+};
+
+struct FrameRequest {
+    double seconds = 0;                   // layer time (no remapping: equal to composition time)
+    int bitDepth = 8;                     // 8, 16, 32
+    int downsampleX = 1, downsampleY = 1; // render at 1/downsample
+};
+
+// What one command did: the effect's result, its message, and anything it left unbalanced.
+struct CommandRecord {
+    PF_Cmd cmd = 0;
+    PF_Err result = PF_Err_NONE;
+    std::string returnMsg;
+    std::string problem;                  // a host-side failure (e.g. num_params mismatch)
+    std::vector<Imbalance> imbalances;
+    double seconds = 0;
+};
+
+struct IteratePass {
+    A_long iterations = 0;
+    double seconds = 0;
+};
+
+const char* commandName(PF_Cmd cmd);
+
+struct HostState;
+
+class EffectHost {
+public:
+    explicit EffectHost(const std::string& modulePath, HostConfig config = {});
+    explicit EffectHost(std::shared_ptr<EffectModule> module, HostConfig config = {});
+    ~EffectHost();   // sequence and global set-down if still set up
+    EffectHost(const EffectHost&) = delete;
+    EffectHost& operator=(const EffectHost&) = delete;
+
+    // Composition and values: set before start() (values may change between frames).
+    void setComposition(Composition composition);
+    void setParamValues(int index, std::function<ParamValue(double seconds)> valueAt);
+    void setLayerHandle(int layer, AEGP_LayerH handle);   // default: a host-made unique handle
+    // Serves a suite table the host does not implement itself (e.g. composition suites).
+    void provideSuite(const std::string& name, int version, const void* table);
+    FaultPlan& faults();
+
+    // The protocol. start() = GLOBAL_SETUP, PARAMS_SETUP, SEQUENCE_SETUP and the first
+    // UPDATE_PARAMS_UI when the effect asks for it (flag or a supervised parameter).
+    PF_Err start();
+    PF_Err globalSetup();
+    PF_Err paramsSetup();
+    PF_Err sequenceSetup();
+    PF_Err about(std::string* text = nullptr);
+    PF_Err updateParamsUI(double seconds);
+    PF_Err userChangedParam(int index, double seconds);
+    // Supervised parameters that differ from what the effect saw last get USER_CHANGED_PARAM
+    // and UPDATE_PARAMS_UI first; then SMART_PRE_RENDER and SMART_RENDER.
+    PF_Err renderFrame(const FrameRequest& request, Image* output);
+    PF_Err sequenceSetdown();
+    PF_Err globalSetdown();
+    void shutdown();
+    // Any command with null params/output and the given extra (for probing every command).
+    PF_Err sendCommand(PF_Cmd cmd, void* extra = nullptr);
+
+    // Results.
+    const PropertyList& properties() const;
+    const std::vector<ParamDefinition>& params() const;
+    int paramIndex(const std::string& name) const;   // -1 if none
+    const std::vector<CommandRecord>& commandLog() const;
+    const Accounting& accounting() const;
+    std::vector<Imbalance> liveResources() const;     // handles and worlds the effect still holds
+    const std::vector<std::string>& warnings() const;
+    const std::vector<IteratePass>& iteratePasses() const;
+    A_u_long effectVersion() const;
+    PF_OutFlags outFlags() const;
+    PF_OutFlags2 outFlags2() const;
+    bool usable() const;                              // global and params set-up succeeded
+
+    HostState& state();
+
+private:
+    std::unique_ptr<HostState> state_;
+};
+
+} // namespace orbhost

@@ -1,0 +1,33 @@
+// Faults a test can inject into the host to drive an effect down its failure paths.
+#pragma once
+#include "hostapi/host_api.h"
+
+#include <set>
+#include <string>
+
+namespace orbhost {
+
+struct FaultPlan {
+    // Suite names that AcquireSuite refuses (every version).
+    std::set<std::string> unavailableSuites;
+    // 1-based: the Nth attempt of that kind fails (0 = never). Counted from when the plan
+    // is set.
+    int failHandleAllocation = 0;   // host_new_handle returns NULL
+    int failWorldCreation = 0;      // PF_NewWorld / new_world return injectedError
+    int failAddParam = 0;           // add_param returns injectedError
+    int failCheckout = 0;           // checkout_param returns injectedError
+    PF_Err injectedError = PF_Err_OUT_OF_MEMORY;
+};
+
+// Counts attempts and says whether this one is the planned failure.
+struct FaultCounters {
+    int handleAllocations = 0, worldCreations = 0, addParams = 0, checkouts = 0;
+};
+
+inline bool injectFault(int& attempts, int failAt)
+{
+    ++attempts;
+    return failAt > 0 && attempts == failAt;
+}
+
+} // namespace orbhost

@@ -1,0 +1,84 @@
+#include "host/core/host_state.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <iostream>
+
+namespace orbhost {
+
+HostState::HostState(std::shared_ptr<EffectModule> m, HostConfig c)
+    : module(std::move(m)), config(c), sampling(makeSamplingCache(), destroySamplingCache)
+{
+    registerHostSuites(*this);
+}
+
+HostState::~HostState() = default;
+
+void HostState::note(const std::string& text) const
+{
+    if (config.verbose)
+        (config.log ? *config.log : std::cerr) << "[host] " << text << '\n';
+}
+
+void HostState::warn(const std::string& text)
+{
+    warnings.push_back(text);
+    (config.log ? *config.log : std::cerr) << "warning: " << text << '\n';
+}
+
+A_long HostState::toTime(double seconds) const
+{
+    return A_long(std::llround(seconds * double(timeScale)));
+}
+
+double HostState::toSeconds(A_long time, A_u_long scale) const
+{
+    return scale ? double(time) / double(scale) : 0.0;
+}
+
+const LayerSource* HostState::layer(int index) const
+{
+    if (index < 0 || index >= int(composition.layers.size()))
+        return nullptr;
+    return &composition.layers[std::size_t(index)];
+}
+
+int HostState::layerWidth() const
+{
+    const LayerSource* l = layer(composition.effectLayer);
+    return l && l->image ? l->image->width : composition.width;
+}
+
+int HostState::layerHeight() const
+{
+    const LayerSource* l = layer(composition.effectLayer);
+    return l && l->image ? l->image->height : composition.height;
+}
+
+ParamValue HostState::valueAt(int index, double seconds) const
+{
+    if (index > 0 && index < int(valueTracks.size()) && valueTracks[std::size_t(index)])
+        return valueTracks[std::size_t(index)](seconds);
+    if (index < 0 || index >= int(params.size()))
+        return {};
+    return defaultValue(params[std::size_t(index)], layerWidth(), layerHeight());
+}
+
+PF_ParamDef HostState::paramRecordAt(int index, double seconds) const
+{
+    const ParamDefinition& param = params[std::size_t(index)];
+    PF_ParamDef record = recordFor(param);
+    if (param.def.param_type == PF_Param_LAYER) {
+        std::memset(&record.u.ld, 0, sizeof record.u.ld);
+        const int layerIndex = index == 0 ? composition.effectLayer : valueAt(index, seconds).layer;
+        if (layer(layerIndex))
+            record.u.ld.reserved0 = layerHandles[std::size_t(layerIndex)];
+        return record;
+    }
+    writeParamValue(param, valueAt(index, seconds), 1.0 / std::max(1, frame.downsampleX),
+                    1.0 / std::max(1, frame.downsampleY), &record);
+    return record;
+}
+
+} // namespace orbhost

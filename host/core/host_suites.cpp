@@ -1,0 +1,60 @@
+// The table of suites the host serves, by exact (name, version).
+#include "host/core/ansi_and_handles.h"
+#include "host/core/host_state.h"
+#include "host/core/unsupported_slots.h"
+
+namespace orbhost {
+
+const PF_WorldSuite2* worldSuite();
+const PF_Sampling8Suite1* sampling8Suite();
+const PF_Sampling16Suite1* sampling16Suite();
+const PF_SamplingFloatSuite1* samplingFloatSuite();
+const PF_ParamUtilsSuite1* paramUtilsSuite();
+const PF_ANSICallbacksSuite1* ansiSuite();
+const HandleSuite1* handleSuite();
+const AEGP_UtilitySuite5* aegpUtilitySuite();
+
+namespace {
+
+// Suites an effect may acquire without using them on its render path: every entry fails
+// with A_Err_GENERIC. Sixty-four slots cover the longest of them.
+struct ErrorOnlyTable {
+    void* slots[64];
+};
+
+template <const char* Name>
+const ErrorOnlyTable* errorOnlyTable()
+{
+    static const ErrorOnlyTable table = [] {
+        ErrorOnlyTable t;
+        fillUnsupported<Name, A_Err_GENERIC>(t);
+        return t;
+    }();
+    return &table;
+}
+
+} // namespace
+
+void registerHostSuites(HostState& host)
+{
+    auto serve = [&](const char* name, int version, const void* table) {
+        host.suites[{name, version}] = table;
+    };
+    serve(kPFWorldSuite, kPFWorldSuiteVersion2, worldSuite());
+    serve(kPFSampling8Suite, kPFSampling8SuiteVersion1, sampling8Suite());
+    serve(kPFSampling16Suite, kPFSampling16SuiteVersion1, sampling16Suite());
+    serve(kPFSamplingFloatSuite, kPFSamplingFloatSuiteVersion1, samplingFloatSuite());
+    serve(kPFParamUtilsSuite, kPFParamUtilsSuiteVersion1, paramUtilsSuite());
+    serve(kPFANSISuite, kPFANSISuiteVersion1, ansiSuite());
+    serve(kPFHandleSuite, kPFHandleSuiteVersion1, handleSuite());
+    serve(kAEGPUtilitySuite, kAEGPUtilitySuiteVersion5, aegpUtilitySuite());
+    serve(kPFPathQuerySuite, kPFPathQuerySuiteVersion1, errorOnlyTable<kPFPathQuerySuite>());
+    serve(kAEGPMaskSuite, 5, errorOnlyTable<kAEGPMaskSuite>());
+    serve(kAEGPKeyframeSuite, 4, errorOnlyTable<kAEGPKeyframeSuite>());
+    serve(kAEGPMarkerSuite, 2, errorOnlyTable<kAEGPMarkerSuite>());
+    serve(kAEGPMaskOutlineSuite, 3, errorOnlyTable<kAEGPMaskOutlineSuite>());
+    serve(kAEGPTextDocumentSuite, 1, errorOnlyTable<kAEGPTextDocumentSuite>());
+    serve(kAEGPTextLayerSuite, 1, errorOnlyTable<kAEGPTextLayerSuite>());
+}
+
+} // namespace orbhost

@@ -1,0 +1,134 @@
+// in_data->inter: add_param during PARAMS_SETUP, checkout_param/checkin_param with values at
+// the requested time (layer parameters with the layer's pixels), abort and progress.
+#include "host/core/host_state.h"
+#include "host/core/layer_pixels.h"
+#include "host/core/unsupported_slots.h"
+
+#include <cstring>
+
+namespace orbhost {
+namespace {
+
+constexpr char kInteractCallbacks[] = "PF_InteractCallbacks";
+
+PF_Err addParam(PF_ProgPtr ref, PF_ParamIndex index, PF_ParamDefPtr def)
+{
+    HostState* host = hostFromRef(ref);
+    if (!host || !def || host->currentCmd != PF_Cmd_PARAMS_SETUP)
+        return PF_Err_BAD_CALLBACK_PARAM;
+    const PF_ParamIndex next = PF_ParamIndex(host->params.size());
+    if (index != -1 && index != next)
+        return PF_Err_INVALID_INDEX;
+    if (injectFault(host->faultCounters.addParams, host->faults.failAddParam)) {
+        host->note("injected failure: add_param " + std::to_string(next));
+        return host->faults.injectedError;
+    }
+    if (def->param_type == PF_Param_GROUP_END) {
+        if (host->openGroups == 0)
+            host->warn("parameter " + std::to_string(next) + ": group end without a group start");
+        else
+            --host->openGroups;
+    }
+    host->params.push_back(copyDefinition(*def, next, host->openGroups));
+    if (def->param_type == PF_Param_GROUP_START)
+        ++host->openGroups;
+    host->accounting.count("add_param");
+    return PF_Err_NONE;
+}
+
+bool pointsIntoParams(const HostState& host, const PF_ParamDef* p)
+{
+    if (host.uiParams.empty())
+        return false;
+    return p >= host.uiParams.data() && p < host.uiParams.data() + host.uiParams.size();
+}
+
+PF_Err checkoutParam(PF_ProgPtr ref, PF_ParamIndex index, A_long time, A_long timeStep,
+                     A_u_long timeScale, PF_ParamDef* param)
+{
+    (void)timeStep;
+    HostState* host = hostFromRef(ref);
+    if (!host || !param || timeScale == 0 || pointsIntoParams(*host, param))
+        return PF_Err_BAD_CALLBACK_PARAM;
+    if (index < 0 || index >= PF_ParamIndex(host->params.size()))
+        return PF_Err_INVALID_INDEX;
+    if (injectFault(host->faultCounters.checkouts, host->faults.failCheckout)) {
+        host->note("injected failure: checkout_param " + std::to_string(index));
+        return host->faults.injectedError;
+    }
+    const double seconds = host->toSeconds(time, timeScale);
+    *param = host->paramRecordAt(index, seconds);
+    ParamCheckoutRecord record{param, int(index), nullptr};
+    if (host->params[std::size_t(index)].def.param_type == PF_Param_LAYER) {
+        const int layer = index == 0 ? host->composition.effectLayer
+                                     : host->valueAt(index, seconds).layer;
+        const LayerSource* source = host->layer(layer);
+        std::memset(&param->u.ld, 0, sizeof param->u.ld);
+        if (source && source->image) {
+            if (host->currentCmd == PF_Cmd_SMART_RENDER && index != 0)
+                host->note("SmartFX contract: layer parameter " + std::to_string(index) +
+                           " checked out in SMART_RENDER without a pre-render checkout_layer");
+            const PF_Err err = makeLayerWorld(host->worlds, *source->image,
+                                              pixelFormatForDepth(host->frame.bitDepth),
+                                              host->frame.downsampleX, host->frame.downsampleY,
+                                              false, &param->u.ld);
+            if (err)
+                return err;
+            param->u.ld.reserved0 = host->layerHandles[std::size_t(layer)];
+            const double par = source->pixelAspect;
+            param->u.ld.pix_aspect_ratio = {A_long(par * 1000 + 0.5), 1000};
+            record.pixels = param->u.ld.data;
+        }
+    }
+    host->paramCheckouts.push_back(record);
+    host->accounting.take("parameter checkout");
+    return PF_Err_NONE;
+}
+
+PF_Err checkinParam(PF_ProgPtr ref, PF_ParamDef* param)
+{
+    HostState* host = hostFromRef(ref);
+    if (!host || !param)
+        return PF_Err_BAD_CALLBACK_PARAM;
+    for (auto it = host->paramCheckouts.begin(); it != host->paramCheckouts.end(); ++it) {
+        if (it->destination != param)
+            continue;
+        if (it->pixels) {
+            host->invalidateSamplingCache(it->pixels);
+            host->worlds.dispose(it->pixels);
+        }
+        host->paramCheckouts.erase(it);
+        host->accounting.giveBack("parameter checkout");
+        // The record is invalid after check-in; clearing it exposes later use.
+        std::memset(param, 0, sizeof *param);
+        return PF_Err_NONE;
+    }
+    host->warn("checkin_param of a record that is not checked out");
+    return PF_Err_BAD_CALLBACK_PARAM;
+}
+
+PF_Err abortCallback(PF_ProgPtr ref)
+{
+    return hostFromRef(ref) ? PF_Err_NONE : PF_Err_BAD_CALLBACK_PARAM;
+}
+
+PF_Err progressCallback(PF_ProgPtr ref, A_long, A_long)
+{
+    return hostFromRef(ref) ? PF_Err_NONE : PF_Err_BAD_CALLBACK_PARAM;
+}
+
+} // namespace
+
+PF_InteractCallbacks interactCallbacks()
+{
+    PF_InteractCallbacks callbacks;
+    fillUnsupported<kInteractCallbacks, PF_Err_INVALID_CALLBACK>(callbacks);
+    callbacks.checkout_param = checkoutParam;
+    callbacks.checkin_param = checkinParam;
+    callbacks.add_param = addParam;
+    callbacks.abort = abortCallback;
+    callbacks.progress = progressCallback;
+    return callbacks;
+}
+
+} // namespace orbhost

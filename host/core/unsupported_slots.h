@@ -1,0 +1,39 @@
+// Non-null stand-ins for every function the host does not implement: each returns an error
+// code and names itself in the verbose log, so a probing effect gets an answer, not a crash.
+#pragma once
+#include "hostapi/host_api.h"
+
+#include <cstring>
+#include <utility>
+
+namespace orbhost {
+
+void reportUnsupportedCall(const char* owner, int slot);
+
+template <const char* Owner, A_long Error, int Slot>
+A_long unsupportedCall()
+{
+    reportUnsupportedCall(Owner, Slot);
+    return Error;
+}
+
+template <const char* Owner, A_long Error, std::size_t... Slots>
+void fillUnsupportedSlots(void** slots, std::index_sequence<Slots...>)
+{
+    // A function taking no arguments tolerates being called with any: on x64 the caller owns
+    // the argument area in both calling conventions.
+    ((slots[Slots] = reinterpret_cast<void*>(&unsupportedCall<Owner, Error, int(Slots)>)), ...);
+}
+
+// Fills a table made only of function pointers (a suite, a callback block) with stand-ins;
+// the caller then overwrites the slots it implements.
+template <const char* Owner, A_long Error, class Table>
+void fillUnsupported(Table& table)
+{
+    constexpr std::size_t count = sizeof(Table) / sizeof(void*);
+    void* slots[count];
+    fillUnsupportedSlots<Owner, Error>(slots, std::make_index_sequence<count>{});
+    std::memcpy(static_cast<void*>(&table), slots, sizeof slots);
+}
+
+} // namespace orbhost

@@ -1,0 +1,37 @@
+// Pixel worlds the host hands out (new worlds, checked-out layers, the output): padded rows,
+// a poison fill unless cleared, and a registry keyed by the pixel pointer so that a by-value
+// copy of a world is still recognised.
+#pragma once
+#include "hostapi/host_api.h"
+
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+
+namespace orbhost {
+
+int bytesPerPixel(PF_PixelFormat format);                 // 0 for formats the host does not make
+PF_PixelFormat pixelFormatForDepth(int bitsPerChannel);   // 8, 16, 32
+int depthOfPixelFormat(PF_PixelFormat format);            // 8, 16, 32; 0 if unknown
+
+class WorldRegistry {
+public:
+    // Fills *world. Unless clear, pixels get an opaque magenta pattern and padding the poison
+    // byte. Returns PF_Err_OUT_OF_MEMORY or PF_Err_BAD_CALLBACK_PARAM on failure.
+    PF_Err create(A_long width, A_long height, PF_PixelFormat format, bool clear, bool writeable,
+                  PF_EffectWorld* world);
+    bool dispose(const void* data);                        // false for an unknown world
+    std::optional<PF_PixelFormat> format(const void* data) const;
+    std::size_t liveCount() const;
+
+private:
+    struct Storage {
+        std::unique_ptr<unsigned char[]> bytes;
+        PF_PixelFormat format = 0;
+    };
+    mutable std::mutex mutex_;
+    std::map<const void*, Storage> worlds_;
+};
+
+} // namespace orbhost

@@ -1,0 +1,126 @@
+// What the effect leaves unbalanced is reported per command, naming what and how many; and
+// each fault the host can inject reaches the effect as the failure it stands for.
+#include "probe_support.h"
+
+#include <gtest/gtest.h>
+
+using namespace orbhost;
+using probetest::probeLog;
+using probetest::startProbe;
+
+namespace {
+
+const CommandRecord& lastRecord(const EffectHost& host, PF_Cmd cmd)
+{
+    for (auto it = host.commandLog().rbegin(); it != host.commandLog().rend(); ++it)
+        if (it->cmd == cmd)
+            return *it;
+    throw std::runtime_error("command not in the log");
+}
+
+struct LeakCase {
+    const char* action;
+    const char* what;
+};
+
+class Leaks : public testing::TestWithParam<LeakCase> {};
+
+} // namespace
+
+TEST(Accounting, AFullRenderIsBalancedAfterEveryCommand)
+{
+    auto host = startProbe("use_world");
+    ASSERT_EQ(host->start(), PF_Err_NONE);
+    Image out;
+    ASSERT_EQ(host->renderFrame({0.2, 16, 1, 1}, &out), PF_Err_NONE);
+    host->shutdown();
+    for (const CommandRecord& r : host->commandLog())
+        EXPECT_TRUE(r.imbalances.empty()) << commandName(r.cmd) << ": " << r.imbalances.front().what;
+    EXPECT_EQ(host->state().handles.liveCount(), 0u);
+    EXPECT_EQ(host->state().worlds.liveCount(), 0u);
+    // The world the probe made: 16-bit, padded rows, poison pattern (opaque) when not cleared.
+    EXPECT_NE(probeLog(*host).find("world err=0 format=909206881 rowbytes=64 firstpixel=32768"), std::string::npos)
+        << probeLog(*host);
+}
+
+TEST_P(Leaks, AreReportedAfterTheRenderCommand)
+{
+    auto host = startProbe(GetParam().action);
+    ASSERT_EQ(host->start(), PF_Err_NONE);
+    Image out;
+    ASSERT_EQ(host->renderFrame({0.0, 8, 1, 1}, &out), PF_Err_NONE);
+    const CommandRecord& render = lastRecord(*host, PF_Cmd_SMART_RENDER);
+    ASSERT_EQ(render.imbalances.size(), 1u) << GetParam().action;
+    EXPECT_EQ(render.imbalances[0].what, GetParam().what);
+    EXPECT_EQ(render.imbalances[0].count, 1);
+    // The next frame reports only its own leak, not the earlier one again.
+    ASSERT_EQ(host->renderFrame({0.1, 8, 1, 1}, &out), PF_Err_NONE);
+    EXPECT_EQ(lastRecord(*host, PF_Cmd_SMART_RENDER).imbalances.size(), 1u);
+}
+
+INSTANTIATE_TEST_SUITE_P(Probe, Leaks,
+                         testing::Values(LeakCase{"leak_checkout", "parameter checkout"},
+                                         LeakCase{"leak_suite", "suite \"PF World Suite\" v2"},
+                                         LeakCase{"leak_handle", "handle"}, LeakCase{"leak_world", "world"}),
+                         [](const auto& info) { return std::string(info.param.action); });
+
+TEST(Faults, EachInjectionPointFailsItsCommand)
+{
+    struct Case {
+        const char* name;
+        const char* actions;
+        void (*plan)(FaultPlan&);
+        PF_Cmd failingCmd;
+        PF_Err expected;
+    };
+    const Case cases[] = {
+        {"handle allocation", "", [](FaultPlan& f) { f.failHandleAllocation = 1; }, PF_Cmd_GLOBAL_SETUP, PF_Err_OUT_OF_MEMORY},
+        {"missing suite", "", [](FaultPlan& f) { f.unavailableSuites.insert("AEGP Utility Suite"); }, PF_Cmd_GLOBAL_SETUP,
+         PF_Err_BAD_CALLBACK_PARAM},
+        {"add_param", "", [](FaultPlan& f) { f.failAddParam = 3; }, PF_Cmd_PARAMS_SETUP, PF_Err_OUT_OF_MEMORY},
+        {"checkout", "", [](FaultPlan& f) { f.failCheckout = 2; }, PF_Cmd_SMART_RENDER, PF_Err_OUT_OF_MEMORY},
+        {"world creation", "use_world", [](FaultPlan& f) { f.failWorldCreation = 1; }, PF_Cmd_SMART_RENDER,
+         PF_Err_OUT_OF_MEMORY},
+        {"iterate callback", "iterate_fail", [](FaultPlan&) {}, PF_Cmd_SMART_RENDER, PF_Err_INTERNAL_STRUCT_DAMAGED},
+    };
+    for (const Case& c : cases) {
+        auto host = startProbe(c.actions);
+        c.plan(host->faults());
+        const PF_Err started = host->start();
+        PF_Err err = started;
+        if (!started) {
+            Image out;
+            err = host->renderFrame({0.0, 8, 1, 1}, &out);
+        }
+        EXPECT_EQ(err, c.expected) << c.name;
+        EXPECT_EQ(lastRecord(*host, c.failingCmd).result, c.expected) << c.name;
+        if (c.failingCmd == PF_Cmd_PARAMS_SETUP) {
+            EXPECT_EQ(host->params().size(), 3u) << "registration stops at the failing add_param";
+        }
+        if (c.failingCmd == PF_Cmd_SMART_RENDER) {
+            // Nothing taken during the failed render stays out.
+            host->shutdown();
+            EXPECT_EQ(host->state().handles.liveCount(), 0u) << c.name;
+            EXPECT_EQ(host->state().worlds.liveCount(), 0u) << c.name;
+        }
+    }
+}
+
+TEST(Faults, MissingSuiteAnswersNotFoundAndNullTable)
+{
+    auto host = startProbe();
+    HostState& s = host->state();
+    ActiveHostScope active(&s);
+    const void* table = reinterpret_cast<const void*>(1);
+    EXPECT_EQ(basicSuite()->AcquireSuite("No Such Suite", 1, &table), 0x53214664);
+    EXPECT_EQ(table, nullptr);
+    EXPECT_EQ(basicSuite()->AcquireSuite(kPFWorldSuite, 1, &table), 0x53214664) << "versions are exact";
+    ASSERT_EQ(basicSuite()->AcquireSuite(kPFParamUtilsSuite, 2, &table), 0);
+    // A served suite's unimplemented slots answer with an error, never a crash.
+    EXPECT_EQ(static_cast<const PF_ParamUtilsSuite1*>(table)->PF_GetKeyframeCount(nullptr, 1, nullptr),
+              PF_Err_INVALID_CALLBACK);
+    EXPECT_EQ(static_cast<const PF_ParamUtilsSuite1*>(table)->PF_UpdateParamUI(nullptr, 0, nullptr),
+              PF_Err_BAD_CALLBACK_PARAM);
+    basicSuite()->ReleaseSuite(kPFParamUtilsSuite, 2);
+    EXPECT_EQ(utilCallbacks()->premultiply(nullptr, 0, nullptr), PF_Err_INVALID_CALLBACK);
+}

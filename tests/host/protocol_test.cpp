@@ -1,0 +1,133 @@
+// The command protocol as the probe effect sees it: order, values, times, supervision.
+#include "probe_support.h"
+
+#include <gtest/gtest.h>
+
+#include <regex>
+
+using namespace orbhost;
+using probetest::probeLog;
+using probetest::startProbe;
+
+namespace {
+
+std::vector<int> commandsIn(const std::string& log)
+{
+    std::vector<int> cmds;
+    std::regex line("cmd (\\d+)");
+    for (auto it = std::sregex_iterator(log.begin(), log.end(), line); it != std::sregex_iterator(); ++it)
+        cmds.push_back(std::stoi((*it)[1]));
+    return cmds;
+}
+
+std::string valuesLine(const std::string& log, int which = 0)
+{
+    std::size_t at = 0;
+    for (int i = 0; i <= which; ++i) {
+        at = log.find("values ", at);
+        if (at == std::string::npos)
+            return "";
+        if (i < which)
+            ++at;
+    }
+    return log.substr(at, log.find('\n', at) - at);
+}
+
+} // namespace
+
+TEST(Protocol, CommandsArriveInTheHostsOrder)
+{
+    auto host = startProbe();
+    std::string about;
+    ASSERT_EQ(host->about(&about), PF_Err_NONE);   // ABOUT may come before set-up
+    EXPECT_EQ(about, "Probe effect");
+    ASSERT_EQ(host->start(), PF_Err_NONE);
+    Image out;
+    ASSERT_EQ(host->renderFrame({0.0, 8, 1, 1}, &out), PF_Err_NONE);
+    host->shutdown();
+    // ABOUT, GLOBAL_SETUP, PARAMS_SETUP, SEQUENCE_SETUP, UPDATE_PARAMS_UI (supervised
+    // parameter), pre-render, render, SEQUENCE_SETDOWN, GLOBAL_SETDOWN.
+    EXPECT_EQ(commandsIn(probeLog(*host)), (std::vector<int>{0, 1, 4, 5, 14, 23, 24, 8, 3}));
+    EXPECT_EQ(host->params().size(), 12u);
+    EXPECT_TRUE(host->warnings().empty()) << host->warnings().front();
+}
+
+TEST(Protocol, SceneValuesReachTheEffectInItsUnits)
+{
+    auto host = startProbe();
+    ASSERT_EQ(host->start(), PF_Err_NONE);
+    auto constant = [](ParamValue v) { return [v](double) { return v; }; };
+    ParamValue layer; layer.layer = 1;
+    ParamValue amount; amount.number = 12.5;
+    ParamValue scale; scale.number = 2.25;
+    ParamValue angle; angle.number = -45;
+    ParamValue enable; enable.number = 1;
+    ParamValue tint; tint.color = {0, 1, 0, 0.5f};
+    ParamValue center; center.x = 4; center.y = 6;
+    ParamValue mode; mode.number = 3;
+    host->setParamValues(1, constant(layer));
+    host->setParamValues(2, constant(amount));
+    host->setParamValues(3, constant(scale));
+    host->setParamValues(4, constant(angle));
+    host->setParamValues(5, constant(enable));
+    host->setParamValues(6, constant(tint));
+    host->setParamValues(7, constant(center));
+    host->setParamValues(8, constant(mode));
+    Image out;
+    ASSERT_EQ(host->renderFrame({0.5, 8, 2, 2}, &out), PF_Err_NONE);
+    // Layer 4 x 2 at half resolution is 2 wide; points scale with the downsample factor.
+    EXPECT_EQ(valuesLine(probeLog(*host)),
+              "values t=5 layer=1,2,1 amount=819200 scale=2.25 angle=-2949120 enable=1 tint=128,0,255,0 "
+              "center=131072,196608 mode=3 watched=0");
+    ASSERT_EQ(out.width, 8);   // 16 x 8 at half resolution
+    ASSERT_EQ(out.height, 4);
+    EXPECT_NEAR(out.rgba[1], 1.0f, 1e-6);   // green from the tint
+    EXPECT_NEAR(out.rgba[3], 128 / 255.0f, 1e-6);
+}
+
+TEST(Protocol, KeyframedValuesFollowTheFrameTime)
+{
+    auto host = startProbe();
+    ASSERT_EQ(host->start(), PF_Err_NONE);
+    host->setParamValues(2, [](double t) { ParamValue v; v.number = 10 + 40 * t; return v; });
+    Image out;
+    ASSERT_EQ(host->renderFrame({0.0, 8, 1, 1}, &out), PF_Err_NONE);
+    ASSERT_EQ(host->renderFrame({1.5, 16, 1, 1}, &out), PF_Err_NONE);
+    const std::string log = probeLog(*host);
+    EXPECT_NE(valuesLine(log, 0).find("t=0 layer=0,0,0 amount=655360 "), std::string::npos) << log;
+    EXPECT_NE(valuesLine(log, 1).find("t=15 layer=0,0,0 amount=4587520 "), std::string::npos) << log;
+}
+
+TEST(Protocol, ChangingASupervisedParameterSendsUserChangedThenUpdate)
+{
+    auto host = startProbe();
+    ASSERT_EQ(host->start(), PF_Err_NONE);
+    host->setParamValues(10, [](double t) { ParamValue v; v.number = t < 1 ? 0 : 3; return v; });
+    Image out;
+    ASSERT_EQ(host->renderFrame({0.0, 8, 1, 1}, &out), PF_Err_NONE);   // unchanged: no UI commands
+    ASSERT_EQ(host->renderFrame({1.0, 8, 1, 1}, &out), PF_Err_NONE);
+    const std::string log = probeLog(*host);
+    const auto cmds = commandsIn(log);
+    EXPECT_EQ(std::vector<int>(cmds.begin() + 3, cmds.end()), (std::vector<int>{14, 23, 24, 13, 14, 23, 24}));
+    EXPECT_NE(log.find("changed 10 value 196608"), std::string::npos) << log;
+}
+
+TEST(Protocol, IterateCoversEveryPixelOnceWithEveryThreadCount)
+{
+    for (int threads : {1, 2, 5}) {
+        for (bool shuffle : {false, true}) {
+            HostConfig config;
+            config.iterate.threads = threads;
+            config.iterate.shuffle = shuffle;
+            auto host = startProbe("", config);
+            ASSERT_EQ(host->start(), PF_Err_NONE);
+            Image out;
+            ASSERT_EQ(host->renderFrame({0.0, 32, 1, 1}, &out), PF_Err_NONE);
+            const std::string log = probeLog(*host);
+            EXPECT_NE(log.find("iterate err=0 wrong=0"), std::string::npos)
+                << "threads " << threads << " shuffle " << shuffle << "\n" << log;
+            const auto at = log.find("maxthread=");
+            EXPECT_LT(std::stoi(log.substr(at + 10)), threads) << "threads " << threads;
+        }
+    }
+}

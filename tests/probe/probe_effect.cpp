@@ -1,0 +1,249 @@
+// The probe effect: registers one parameter of each common type, logs every command and the
+// values it checks out, and exercises host callbacks on request. PROBE_ACTIONS (read at
+// global set-up) holds comma-separated actions: leak_checkout, leak_suite, leak_handle,
+// leak_world, use_world, iterate_fail.
+#include "hostapi/host_api.h"
+
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#if defined(_WIN32)
+#define PROBE_EXPORT extern "C" __declspec(dllexport)
+#else
+#define PROBE_EXPORT extern "C" __attribute__((visibility("default")))
+#endif
+
+namespace {
+
+std::string gLog;
+std::string gActions;
+PF_Handle gGlobal = nullptr;
+
+bool wants(const char* action)
+{
+    return ("," + gActions + ",").find(std::string(",") + action + ",") != std::string::npos;
+}
+
+void logLine(const std::string& line)
+{
+    gLog += line + "\n";
+}
+
+void setName(PF_ParamDef& def, const char* name)
+{
+    std::strncpy(def.name_do_not_use_directly, name, sizeof def.name_do_not_use_directly - 1);
+}
+
+PF_Err add(PF_InData* in, PF_ParamDef& def, const char* name, PF_ParamType type, A_long id)
+{
+    setName(def, name);
+    def.param_type = type;
+    def.uu.id = id;
+    return in->inter.add_param(in->effect_ref, -1, &def);
+}
+
+PF_Err paramsSetup(PF_InData* in, PF_OutData* out)
+{
+    PF_Err err = PF_Err_NONE;
+    PF_ParamDef d{};
+    if ((err = add(in, d, "Layer", PF_Param_LAYER, 1))) return err;
+    d = {};
+    d.u.fd.valid_min = 0, d.u.fd.valid_max = 100 << 16, d.u.fd.slider_max = 100 << 16;
+    d.u.fd.dephault = 50 << 16;
+    if ((err = add(in, d, "Amount", PF_Param_FIX_SLIDER, 2))) return err;
+    d = {};
+    d.u.fs_d.valid_max = 10, d.u.fs_d.slider_max = 10, d.u.fs_d.dephault = 1, d.u.fs_d.value = 1;
+    if ((err = add(in, d, "Scale", PF_Param_FLOAT_SLIDER, 3))) return err;
+    d = {};
+    if ((err = add(in, d, "Angle", PF_Param_ANGLE, 4))) return err;
+    d = {};
+    d.u.bd.u.nameptr = "on";
+    if ((err = add(in, d, "Enable", PF_Param_CHECKBOX, 5))) return err;
+    d = {};
+    d.u.cd.dephault = {255, 255, 0, 0};
+    if ((err = add(in, d, "Tint", PF_Param_COLOR, 6))) return err;
+    d = {};
+    d.u.td.x_dephault = 50 << 16, d.u.td.y_dephault = 50 << 16;
+    if ((err = add(in, d, "Center", PF_Param_POINT, 7))) return err;
+    d = {};
+    d.u.pd.num_choices = 3, d.u.pd.dephault = 1, d.u.pd.u.namesptr = "One|Two|Three";
+    if ((err = add(in, d, "Mode", PF_Param_POPUP, 8))) return err;
+    d = {};
+    if ((err = add(in, d, "Group", PF_Param_GROUP_START, 9))) return err;
+    d = {};
+    d.flags = PF_ParamFlag_SUPERVISE;
+    d.u.fd.valid_max = 10 << 16, d.u.fd.slider_max = 10 << 16;
+    if ((err = add(in, d, "Watched", PF_Param_FIX_SLIDER, 10))) return err;
+    d = {};
+    if ((err = add(in, d, "", PF_Param_GROUP_END, 11))) return err;
+    out->num_params = 12;
+    return PF_Err_NONE;
+}
+
+PF_Err globalSetup(PF_InData* in, PF_OutData* out)
+{
+    const char* actions = std::getenv("PROBE_ACTIONS");
+    gActions = actions ? actions : "";
+    out->my_version = 0x00080000;
+    out->out_flags = PF_OutFlag_DEEP_COLOR_AWARE;
+    out->out_flags2 = PF_OutFlag2_SUPPORTS_SMART_RENDER | PF_OutFlag2_FLOAT_COLOR_AWARE;
+    const void* table = nullptr;
+    if (in->pica_basicP->AcquireSuite(kAEGPUtilitySuite, 11, &table))
+        return PF_Err_BAD_CALLBACK_PARAM;
+    AEGP_PluginID id = 0;
+    static_cast<const AEGP_UtilitySuite5*>(table)->AEGP_RegisterWithAEGP(nullptr, "Probe", &id);
+    in->pica_basicP->ReleaseSuite(kAEGPUtilitySuite, 11);
+    gGlobal = in->utils->host_new_handle(16);
+    if (!gGlobal)
+        return PF_Err_OUT_OF_MEMORY;
+    out->global_data = gGlobal;
+    logLine("plugin id " + std::to_string(id));
+    return PF_Err_NONE;
+}
+
+struct IterateState {
+    std::vector<std::atomic<int>>* visits;
+    std::atomic<int> maxThread{0};
+    PF_EffectWorld* output;
+    PF_Pixel color;
+    bool fail;
+    int bitdepth;
+};
+
+PF_Err fillPixel(void* refcon, A_long thread, A_long i, A_long)
+{
+    auto* s = static_cast<IterateState*>(refcon);
+    if (s->fail && i == 10)
+        return PF_Err_INTERNAL_STRUCT_DAMAGED;
+    (*s->visits)[std::size_t(i)]++;
+    int seen = s->maxThread.load();
+    while (thread > seen && !s->maxThread.compare_exchange_weak(seen, thread)) {
+    }
+    const A_long x = i % s->output->width, y = i / s->output->width;
+    auto* row = reinterpret_cast<char*>(s->output->data) + std::size_t(y) * s->output->rowbytes;
+    const PF_Pixel c = s->color;
+    if (s->bitdepth == 8)
+        reinterpret_cast<PF_Pixel*>(row)[x] = c;
+    else if (s->bitdepth == 16)
+        reinterpret_cast<PF_Pixel16*>(row)[x] = {A_u_short(c.alpha * 32768 / 255), A_u_short(c.red * 32768 / 255),
+                                                 A_u_short(c.green * 32768 / 255), A_u_short(c.blue * 32768 / 255)};
+    else
+        reinterpret_cast<PF_PixelFloat*>(row)[x] = {c.alpha / 255.0f, c.red / 255.0f, c.green / 255.0f, c.blue / 255.0f};
+    return PF_Err_NONE;
+}
+
+PF_Err smartRender(PF_InData* in, PF_SmartRenderExtra* extra)
+{
+    char line[256];
+    PF_ParamDef p[12];
+    PF_Err err = PF_Err_NONE;
+    for (int i = 1; i <= 10 && !err; ++i) {
+        if (i == 9)
+            continue;
+        err = in->inter.checkout_param(in->effect_ref, i, in->current_time, in->time_step, in->time_scale, &p[i]);
+    }
+    if (err)
+        return err;
+    std::snprintf(line, sizeof line,
+                  "values t=%d layer=%d,%d,%d amount=%d scale=%g angle=%d enable=%d tint=%d,%d,%d,%d center=%d,%d mode=%d watched=%d",
+                  int(in->current_time), p[1].u.ld.data != nullptr, int(p[1].u.ld.width), p[1].u.ld.reserved0 != nullptr,
+                  int(p[2].u.fd.value), p[3].u.fs_d.value, int(p[4].u.ad.value), int(p[5].u.bd.value),
+                  p[6].u.cd.value.alpha, p[6].u.cd.value.red, p[6].u.cd.value.green, p[6].u.cd.value.blue,
+                  int(p[7].u.td.x_value), int(p[7].u.td.y_value), int(p[8].u.pd.value), int(p[10].u.fd.value));
+    logLine(line);
+    const PF_Pixel tint = p[6].u.cd.value;
+    for (int i = 1; i <= 10; ++i)
+        if (i != 9 && !(i == 2 && wants("leak_checkout")))
+            in->inter.checkin_param(in->effect_ref, &p[i]);
+
+    PF_EffectWorld* input = nullptr;
+    PF_EffectWorld* output = nullptr;
+    if ((err = extra->cb->checkout_layer_pixels(in->effect_ref, 0, &input)))
+        return err;
+    if ((err = extra->cb->checkout_output(in->effect_ref, &output)))
+        return err;
+
+    const void* table = nullptr;
+    if (wants("leak_suite"))
+        in->pica_basicP->AcquireSuite(kPFWorldSuite, 2, &table);
+    if (wants("leak_handle"))
+        in->utils->host_new_handle(64);
+    if (wants("leak_world") || wants("use_world")) {
+        if (in->pica_basicP->AcquireSuite(kPFWorldSuite, 2, &table))
+            return PF_Err_BAD_CALLBACK_PARAM;
+        const auto* ws = static_cast<const PF_WorldSuite2*>(table);
+        PF_EffectWorld world{};
+        err = ws->PF_NewWorld(in->effect_ref, 4, 3, 0, PF_PixelFormat_ARGB64, &world);
+        if (!err) {
+            PF_EffectWorld copy = world;
+            PF_PixelFormat format = 0;
+            const PF_Err fmtErr = ws->PF_GetPixelFormat(&copy, &format);
+            std::snprintf(line, sizeof line, "world err=%d format=%d rowbytes=%d firstpixel=%d", int(fmtErr), int(format),
+                          int(world.rowbytes), int(reinterpret_cast<PF_Pixel16*>(world.data)->alpha));
+            logLine(line);
+            if (!wants("leak_world"))
+                ws->PF_DisposeWorld(in->effect_ref, &world);
+        }
+        in->pica_basicP->ReleaseSuite(kPFWorldSuite, 2);
+        if (err)
+            return err;
+    }
+
+    std::vector<std::atomic<int>> visits(std::size_t(output->width) * std::size_t(output->height));
+    IterateState state{&visits, {0}, output, tint, wants("iterate_fail"), extra->input->bitdepth};
+    err = in->utils->iterate_generic(A_long(visits.size()), &state, fillPixel);
+    int wrong = 0;
+    for (auto& v : visits)
+        wrong += v.load() != 1;
+    std::snprintf(line, sizeof line, "iterate err=%d wrong=%d maxthread=%d", int(err), wrong, state.maxThread.load());
+    logLine(line);
+    return err;
+}
+
+PF_Err preRender(PF_InData* in, PF_PreRenderExtra* extra)
+{
+    PF_CheckoutResult result{};
+    const PF_Err err = extra->cb->checkout_layer(in->effect_ref, 0, 0, &extra->input->output_request,
+                                                 in->current_time, in->time_step, in->time_scale, &result);
+    extra->output->result_rect = result.result_rect;
+    extra->output->max_result_rect = result.max_result_rect;
+    return err;
+}
+
+} // namespace
+
+PROBE_EXPORT const char* ProbeLog()
+{
+    return gLog.c_str();
+}
+
+PROBE_EXPORT void ProbeClearLog()
+{
+    gLog.clear();
+}
+
+PROBE_EXPORT PF_Err ProbeMain(PF_Cmd cmd, PF_InData* in, PF_OutData* out, PF_ParamDef* params[], PF_LayerDef*, void* extra)
+{
+    logLine("cmd " + std::to_string(cmd));
+    switch (cmd) {
+    case PF_Cmd_GLOBAL_SETUP: return globalSetup(in, out);
+    case PF_Cmd_GLOBAL_SETDOWN:
+        if (in->global_data)
+            in->utils->host_dispose_handle(in->global_data);
+        return PF_Err_NONE;
+    case PF_Cmd_PARAMS_SETUP: return paramsSetup(in, out);
+    case PF_Cmd_ABOUT: std::strcpy(out->return_msg, "Probe effect"); return PF_Err_NONE;
+    case PF_Cmd_USER_CHANGED_PARAM:
+        logLine("changed " + std::to_string(static_cast<PF_UserChangedParamExtra*>(extra)->param_index) + " value " +
+                std::to_string(params[10]->u.fd.value));
+        return PF_Err_NONE;
+    case PF_Cmd_SMART_PRE_RENDER: return preRender(in, static_cast<PF_PreRenderExtra*>(extra));
+    case PF_Cmd_SMART_RENDER: return smartRender(in, static_cast<PF_SmartRenderExtra*>(extra));
+    default: return PF_Err_NONE;
+    }
+}
