@@ -56,6 +56,10 @@ case "$cmd" in
         [[ " ${args[*]} " == *" -o "* ]] || args+=(-o "$out")
         mkdir -p out
         "$NATIVE/orbulon-render" "$scene" "${args[@]}"
+        for ((i = 0; i < ${#args[@]}; i++)); do
+            [[ ${args[i]} == -o || ${args[i]} == --output ]] && out=${args[i + 1]}
+        done
+        echo "Rendered $scene to $out"
         ;;
     deps)
         install_missing
