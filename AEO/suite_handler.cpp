@@ -1,4 +1,5 @@
 #include "AEO/suite_handler.h"
+#include "AEO/scoped_suite.h"
 
 #include <cstring>
 
@@ -20,16 +21,8 @@ const void* SuiteHandler::acquire(const char* name, A_long version)
             return held_[i].table;
         }
     }
-    if (!basic_ || !basic_->AcquireSuite || !basic_->ReleaseSuite || count_ == kCapacity) {
-        throw A_long{PF_Err_BAD_CALLBACK_PARAM};
-    }
     const void* table = nullptr;
-    if (basic_->AcquireSuite(name, version, &table) != kSPNoError) {
-        throw A_long{PF_Err_BAD_CALLBACK_PARAM};
-    }
-    if (!table) {
-        // The host counted an acquisition but handed out nothing usable.
-        basic_->ReleaseSuite(name, version);
+    if (count_ == kCapacity || acquireSuite(basic_, name, version, &table) != PF_Err_NONE) {
         throw A_long{PF_Err_BAD_CALLBACK_PARAM};
     }
     held_[count_++] = Held{name, version, table};

@@ -21,6 +21,10 @@
 inline constexpr SPErr kSPSuiteNotFoundError = 0x53214664;
 #endif
 
+// in_data->appl_id of the two hosts that load effects of this kind ('FXTC' and 'PrMr').
+inline constexpr A_AppID kAppIdAfterEffects = 0x46585443;
+inline constexpr A_AppID kAppIdPremierePro = 0x50724D72;
+
 #include <cstdint>
 
 // PF_VERSION packing of a plug-in version number (out_data->my_version and the 'eVER' property).

@@ -3,14 +3,10 @@
 #include "shell/commands.h"
 #include "shell/effect_identity.h"
 
-namespace {
-// in_data->appl_id under Premiere Pro ('PrMr'), which gets no text.
-constexpr A_AppID kPremiereAppId = 0x50724D72;
-} // namespace
-
 PF_Err about(PF_InData* in_data, PF_OutData* out_data)
 {
-    if (in_data->appl_id == kPremiereAppId) {
+    // Premiere Pro shows no about text for effects.
+    if (in_data->appl_id == kAppIdPremierePro) {
         return PF_Err_NONE;
     }
     AEO::SuiteHandler suites(in_data->pica_basicP);

@@ -34,20 +34,12 @@ std::size_t bytesPerPixel(PF_PixelFormat format)
 // "PF World Suite" version 2 is acquired for this one query and released at once.
 PF_Err readPixelFormat(const SPBasicSuite* basic, const PF_EffectWorld& world, PF_PixelFormat& format)
 {
-    using Traits = AEO::SuiteTraits<PF_WorldSuite2>;
-    if (!basic || !basic->AcquireSuite || !basic->ReleaseSuite) {
-        return PF_Err_BAD_CALLBACK_PARAM;
+    const AEO::ScopedSuite<PF_WorldSuite2> worldSuite(basic);
+    if (worldSuite.error()) {
+        return worldSuite.error();
     }
-    const void* table = nullptr;
-    PF_Err err = basic->AcquireSuite(Traits::name, Traits::version, &table);
-    if (err) {
-        return err;
-    }
-    const auto* worldSuite = static_cast<const PF_WorldSuite2*>(table);
-    err = worldSuite && worldSuite->PF_GetPixelFormat ? worldSuite->PF_GetPixelFormat(&world, &format)
-                                                      : PF_Err_BAD_CALLBACK_PARAM;
-    const PF_Err releaseErr = basic->ReleaseSuite(Traits::name, Traits::version);
-    return err ? err : releaseErr;
+    return worldSuite.get()->PF_GetPixelFormat ? worldSuite.get()->PF_GetPixelFormat(&world, &format)
+                                               : PF_Err_BAD_CALLBACK_PARAM;
 }
 
 PF_Err clearWorld(const PF_UtilCallbacks* utils, PF_EffectWorld& world, PF_PixelFormat format)

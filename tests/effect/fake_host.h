@@ -32,6 +32,7 @@ public:
     // suites
     std::set<std::string> missingSuites;
     std::map<std::pair<std::string, int>, int> held;   // acquisitions not yet released
+    std::vector<std::string> releases;                 // suite names, in release order
     int acquisitions = 0;
     std::string registeredName = "(none)";
     const void* registeredRefcon = reinterpret_cast<const void*>(1);
@@ -136,7 +137,12 @@ private:
         ++host.acquisitions;
         return 0;
     }
-    static SPErr releaseSuite(const char* name, int32 version) { --current()->held[{name, version}]; return 0; }
+    static SPErr releaseSuite(const char* name, int32 version)
+    {
+        --current()->held[{name, version}];
+        current()->releases.emplace_back(name);
+        return 0;
+    }
     static PF_Err addParam(PF_ProgPtr, PF_ParamIndex index, PF_ParamDefPtr def)
     {
         FakeHost& host = *current();

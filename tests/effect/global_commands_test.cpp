@@ -36,6 +36,15 @@ TEST(GlobalSetup, StatesVersionAndFlagsRegistersAndKeepsGlobalData)
     EXPECT_EQ(host.suitesHeld(), 0);
 }
 
+TEST(GlobalSetup, GivesBackTheAegpSuitesThenTheSamplingSuitesFloatFirst)
+{
+    FakeHost host;
+    ASSERT_EQ(host.run(PF_Cmd_GLOBAL_SETUP), PF_Err_NONE);
+    const std::vector<std::string> expected = {"AEGP Utility Suite", "PF SamplingFloat Suite",
+                                               "PF Sampling16 Suite", "PF Sampling8 Suite"};
+    EXPECT_EQ(host.releases, expected);
+}
+
 TEST(GlobalSetup, FailuresReturnTheirCodeAndLeaveNothingBehind)
 {
     struct Case {

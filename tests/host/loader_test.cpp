@@ -51,8 +51,6 @@ TEST(Loader, RefusesUnusableModulesNamingTheFile)
 {
     auto truncated = probe::probePipl();
     truncated.resize(truncated.size() - 5);
-    probe::PiplWriter noEntry;
-    noEntry.code("kind", "eFKT");
     struct Case {
         std::string name, path, expected;
     };
@@ -61,7 +59,7 @@ TEST(Loader, RefusesUnusableModulesNamingTheFile)
         {"missing pipl", probeCopy("nopipl", {}), "no plug-in property list (expected"},
         {"truncated pipl", probeCopy("truncated", truncated), ""},
         {"wrong kind", probeCopy("kind", probe::probePipl("ProbeMain", "AEGP")), "not an effect"},
-        {"no entry point", probeCopy("noentry", noEntry.bytes()), "no x64 entry point"},
+        {"no entry point", probeCopy("noentry", probe::piplWithoutEntryPoint()), "no x64 entry point"},
         {"entry point not exported", probeCopy("badentry", probe::probePipl("NotThere")),
          "entry point \"NotThere\" named by the property list is not exported"},
     };
