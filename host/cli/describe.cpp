@@ -7,10 +7,10 @@
 namespace orbhost {
 namespace {
 
-std::string number(double v, int precision = 3)
+std::string number(double v)
 {
     char buf[48];
-    std::snprintf(buf, sizeof buf, "%.*g", precision + 4, v);
+    std::snprintf(buf, sizeof buf, "%.7g", v);
     return buf;
 }
 

@@ -72,34 +72,35 @@ std::string framePath(const std::string& pattern, int frame)
     return pattern.substr(0, first) + digits + pattern.substr(last);
 }
 
-bool parseRange(const std::string& text, int* a, int* b)
+// The whole of text as a decimal integer.
+bool parseWholeInt(const std::string& text, int* value)
 {
-    const auto colon = text.find(':');
-    if (colon == std::string::npos)
-        return false;
     try {
         std::size_t used = 0;
-        *a = std::stoi(text.substr(0, colon), &used);
-        if (used != colon)
-            return false;
-        *b = std::stoi(text.substr(colon + 1), &used);
-        return used == text.size() - colon - 1 && *a <= *b;
+        *value = std::stoi(text, &used);
+        return used == text.size();
     } catch (...) {
         return false;
     }
 }
 
+bool parseRange(const std::string& text, int* a, int* b)
+{
+    const auto colon = text.find(':');
+    return colon != std::string::npos && parseWholeInt(text.substr(0, colon), a) &&
+           parseWholeInt(text.substr(colon + 1), b) && *a <= *b;
+}
+
 bool parseDownsample(const std::string& text, int* x, int* y)
 {
-    try {
-        std::size_t used = 0;
-        const auto comma = text.find(',');
-        *x = std::stoi(text.substr(0, comma), &used);
-        *y = comma == std::string::npos ? *x : std::stoi(text.substr(comma + 1));
-        return *x >= 1 && *y >= 1 && *x <= kMaxDownsample && *y <= kMaxDownsample;
-    } catch (...) {
+    const auto comma = text.find(',');
+    if (!parseWholeInt(text.substr(0, comma), x))
         return false;
-    }
+    if (comma == std::string::npos)
+        *y = *x;
+    else if (!parseWholeInt(text.substr(comma + 1), y))
+        return false;
+    return *x >= 1 && *y >= 1 && *x <= kMaxDownsample && *y <= kMaxDownsample;
 }
 
 void printImbalances(const EffectHost& host, std::size_t fromRecord)
@@ -109,6 +110,23 @@ void printImbalances(const EffectHost& host, std::size_t fromRecord)
         for (const Imbalance& imbalance : log[i].imbalances)
             std::cerr << "warning: " << commandName(log[i].cmd) << " left unbalanced: " << imbalance.what
                       << " (" << imbalance.count << ")\n";
+}
+
+// Set-down, then what the set-down commands left unbalanced.
+void shutDownAndReport(EffectHost& host)
+{
+    const std::size_t logStart = host.commandLog().size();
+    host.shutdown();
+    printImbalances(host, logStart);
+}
+
+// "\rframe F [####......] done/total" on one terminal line.
+void printProgress(int frame, int done, int total)
+{
+    constexpr int width = 30;
+    const int filled = done * width / total;
+    std::cout << "\rframe " << frame << " [" << std::string(std::size_t(filled), '#')
+              << std::string(std::size_t(width - filled), '.') << "] " << done << '/' << total << std::flush;
 }
 
 std::string commandFailure(const EffectHost& host, PF_Err err)
@@ -126,17 +144,9 @@ std::string commandFailure(const EffectHost& host, PF_Err err)
 bool planFault(const std::string& text, FaultPlan& plan)
 {
     const auto colon = text.find(':');
-    if (colon == std::string::npos)
-        return false;
     int nth = 0;
-    try {
-        std::size_t used = 0;
-        nth = std::stoi(text.substr(colon + 1), &used);
-        if (used != text.size() - colon - 1 || nth < 1)
-            return false;
-    } catch (...) {
+    if (colon == std::string::npos || !parseWholeInt(text.substr(colon + 1), &nth) || nth < 1)
         return false;
-    }
     const std::string kind = text.substr(0, colon);
     if (kind == "handle")
         plan.failHandleAllocation = nth;
@@ -240,8 +250,18 @@ int main(int argc, char** argv)
     if (!scenePath.empty()) {
         try {
             scene = loadScene(scenePath);
+            if (renders)
+                checkOutputFormat(outputPath);
         } catch (const std::exception& e) {
             std::cerr << e.what() << '\n';
+            return kExitUsage;
+        }
+        // Frames from the command line must lie in the composition, as the scene's own must.
+        const int frames = frameCount(scene);
+        const int lastAsked = frameRange.empty() ? frame : lastFrame;
+        if (lastAsked >= frames) {
+            std::cerr << "orbulon-render: frame " << lastAsked << " is past the end of " << scenePath << " (frames 0 to "
+                      << frames - 1 << ")\n";
             return kExitUsage;
         }
     }
@@ -250,7 +270,7 @@ int main(int argc, char** argv)
     config.verbose = verbose;
     config.iterate.threads = threads;
     if (appName == "premiere")
-        config.applId = kApplIdPremiere;
+        config.applId = kAppIdPremierePro;
     if (modulePath.empty())
         modulePath = (programFolder(argv[0]) / kDefaultModule).string();
 
@@ -263,7 +283,8 @@ int main(int argc, char** argv)
         if (about) {
             std::string text;
             host.about(&text);
-            std::cout << text << '\n';
+            if (!text.empty())
+                std::cout << text << '\n';
         }
         if (PF_Err err = host.start()) {
             std::cerr << modulePath << ": " << commandFailure(host, err) << '\n';
@@ -277,8 +298,7 @@ int main(int argc, char** argv)
         if (sweep && sweepCommands(host))
             return kExitFailure;
         if (!renders) {
-            host.shutdown();
-            printImbalances(host, host.commandLog().size() >= 2 ? host.commandLog().size() - 2 : 0);
+            shutDownAndReport(host);
             return kExitOk;
         }
 
@@ -320,12 +340,8 @@ int main(int argc, char** argv)
                 std::cerr << e.what() << '\n';
                 return kExitUsage;
             }
-            if (progress) {
-                const int done = f - firstFrame + 1, total = lastFrame - firstFrame + 1, width = 30;
-                std::cout << "\rframe " << f << " [" << std::string(std::size_t(done * width / total), '#')
-                          << std::string(std::size_t(width - done * width / total), '.') << "] " << done << '/'
-                          << total << std::flush;
-            }
+            if (progress)
+                printProgress(f, f - firstFrame + 1, lastFrame - firstFrame + 1);
         }
         if (progress)
             std::cout << '\n';
@@ -333,8 +349,7 @@ int main(int argc, char** argv)
             std::cout << "UI state after the render:\n";
             printUiState(std::cout, host);
         }
-        host.shutdown();
-        printImbalances(host, host.commandLog().size() >= 2 ? host.commandLog().size() - 2 : 0);
+        shutDownAndReport(host);
         for (const Imbalance& live : host.liveResources())
             if (live.what == "handle" || live.what == "world")
                 std::cerr << "warning: at unload the effect still holds " << live.count << ' ' << live.what << "(s)\n";

@@ -47,10 +47,8 @@ void printStats(std::ostream& out, const EffectHost& host, long long renderedPix
                       p.seconds * 1000);
         out << line;
     }
-    double renderSeconds = 0;
-    for (const CommandRecord& r : host.commandLog())
-        if (r.cmd == PF_Cmd_SMART_RENDER)
-            renderSeconds += r.seconds;
+    const auto render = byCommand.find(PF_Cmd_SMART_RENDER);
+    const double renderSeconds = render == byCommand.end() ? 0 : render->second.seconds;
     if (renderSeconds > 0) {
         std::snprintf(line, sizeof line, "pixels per second (smart render): %.0f\n", double(renderedPixels) / renderSeconds);
         out << line;

@@ -43,16 +43,22 @@ A_FpLong fTan(A_FpLong x) { return std::tan(x); }
 A_FpLong fAsin(A_FpLong x) { return std::asin(x); }
 A_FpLong fAcos(A_FpLong x) { return std::acos(x); }
 
+// The block and the suite list the same functions in the same order under the same names.
+template <class Table>
+Table withAnsiFunctions(Table t)
+{
+    t.atan = fAtan, t.atan2 = fAtan2, t.ceil = fCeil, t.cos = fCos, t.exp = fExp, t.fabs = fFabs;
+    t.floor = fFloor, t.fmod = fFmod, t.hypot = fHypot, t.log = fLog, t.log10 = fLog10;
+    t.pow = fPow, t.sin = fSin, t.sqrt = fSqrt, t.tan = fTan, t.sprintf = ansiSprintf;
+    t.strcpy = ansiStrcpy, t.asin = fAsin, t.acos = fAcos;
+    return t;
+}
+
 } // namespace
 
 PF_ANSICallbacksBlock ansiBlock()
 {
-    PF_ANSICallbacksBlock b{};
-    b.atan = fAtan, b.atan2 = fAtan2, b.ceil = fCeil, b.cos = fCos, b.exp = fExp, b.fabs = fFabs;
-    b.floor = fFloor, b.fmod = fFmod, b.hypot = fHypot, b.log = fLog, b.log10 = fLog10;
-    b.pow = fPow, b.sin = fSin, b.sqrt = fSqrt, b.tan = fTan, b.sprintf = ansiSprintf;
-    b.strcpy = ansiStrcpy, b.asin = fAsin, b.acos = fAcos;
-    return b;
+    return withAnsiFunctions(PF_ANSICallbacksBlock{});
 }
 
 PF_Handle hostNewHandle(A_u_longlong size)
@@ -119,15 +125,7 @@ PF_Err hostResizeHandle(A_u_longlong size, PF_Handle* handle)
 
 const PF_ANSICallbacksSuite1* ansiSuite()
 {
-    static const PF_ANSICallbacksSuite1 suite = [] {
-        const PF_ANSICallbacksBlock b = ansiBlock();
-        PF_ANSICallbacksSuite1 s;
-        s.atan = b.atan, s.atan2 = b.atan2, s.ceil = b.ceil, s.cos = b.cos, s.exp = b.exp;
-        s.fabs = b.fabs, s.floor = b.floor, s.fmod = b.fmod, s.hypot = b.hypot, s.log = b.log;
-        s.log10 = b.log10, s.pow = b.pow, s.sin = b.sin, s.sqrt = b.sqrt, s.tan = b.tan;
-        s.sprintf = b.sprintf, s.strcpy = b.strcpy, s.asin = b.asin, s.acos = b.acos;
-        return s;
-    }();
+    static const PF_ANSICallbacksSuite1 suite = withAnsiFunctions(PF_ANSICallbacksSuite1{});
     return &suite;
 }
 

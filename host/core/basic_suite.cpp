@@ -1,5 +1,4 @@
 // The PICA basic suite: suites by exact (name, version), reference counted per command.
-#include "host/core/host_codes.h"
 #include "host/core/host_state.h"
 #include "host/core/unsupported_slots.h"
 
@@ -20,16 +19,16 @@ SPErr acquireSuite(const char* name, int32 version, const void** suite)
         *suite = nullptr;
     HostState* host = activeHost();
     if (!host || !name || !suite)
-        return kSuiteNotFoundError;
+        return kSPSuiteNotFoundError;
     if (host->faults.unavailableSuites.contains(name)) {
         host->note(std::string("suite made unavailable: \"") + name + "\" v" + std::to_string(version));
-        return kSuiteNotFoundError;
+        return kSPSuiteNotFoundError;
     }
     auto it = host->suites.find({name, int(version)});
     if (it == host->suites.end()) {
         host->note(std::string("suite not provided: \"") + name + "\" v" + std::to_string(version));
         host->accounting.count(std::string("missing ") + suiteKey(name, version));
-        return kSuiteNotFoundError;
+        return kSPSuiteNotFoundError;
     }
     *suite = it->second;
     host->accounting.take(suiteKey(name, version));
@@ -40,9 +39,9 @@ SPErr releaseSuite(const char* name, int32 version)
 {
     HostState* host = activeHost();
     if (!host || !name)
-        return kSuiteNotFoundError;
+        return kSPSuiteNotFoundError;
     if (!host->suites.contains({name, int(version)}))
-        return kSuiteNotFoundError;
+        return kSPSuiteNotFoundError;
     host->accounting.giveBack(suiteKey(name, version));
     return kSPNoError;
 }
@@ -55,7 +54,7 @@ SPBoolean isEqual(const char* a, const char* b)
 SPErr allocateBlock(size_t size, void** block)
 {
     if (!block)
-        return kSuiteNotFoundError;
+        return kSPSuiteNotFoundError;
     *block = std::malloc(size ? size : 1);
     return *block ? kSPNoError : SPErr(PF_Err_OUT_OF_MEMORY);
 }
@@ -69,29 +68,24 @@ SPErr freeBlock(void* block)
 SPErr reallocateBlock(void* block, size_t size, void** newBlock)
 {
     if (!newBlock)
-        return kSuiteNotFoundError;
+        return kSPSuiteNotFoundError;
     *newBlock = std::realloc(block, size ? size : 1);
     return *newBlock ? kSPNoError : SPErr(PF_Err_OUT_OF_MEMORY);
-}
-
-SPBasicSuite makeBasicSuite()
-{
-    SPBasicSuite suite;
-    fillUnsupported<kSPBasicSuite, kSuiteNotFoundError>(suite);
-    suite.AcquireSuite = acquireSuite;
-    suite.ReleaseSuite = releaseSuite;
-    suite.IsEqual = isEqual;
-    suite.AllocateBlock = allocateBlock;
-    suite.FreeBlock = freeBlock;
-    suite.ReallocateBlock = reallocateBlock;
-    return suite;
 }
 
 } // namespace
 
 SPBasicSuite* basicSuite()
 {
-    static SPBasicSuite suite = makeBasicSuite();
+    static SPBasicSuite suite =
+        tableOfStandIns<SPBasicSuite, kSPBasicSuite, kSPSuiteNotFoundError>([](SPBasicSuite& s) {
+            s.AcquireSuite = acquireSuite;
+            s.ReleaseSuite = releaseSuite;
+            s.IsEqual = isEqual;
+            s.AllocateBlock = allocateBlock;
+            s.FreeBlock = freeBlock;
+            s.ReallocateBlock = reallocateBlock;
+        });
     return &suite;
 }
 

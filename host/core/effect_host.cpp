@@ -59,10 +59,9 @@ void fillInData(HostState& s, PF_Cmd cmd)
     in.field = PF_Field_FRAME;
     in.width = s.layerWidth();
     in.height = s.layerHeight();
-    const int dsX = std::max(1, s.frame.downsampleX), dsY = std::max(1, s.frame.downsampleY);
-    in.extent_hint = {0, 0, downsampledSize(in.width, dsX), downsampledSize(in.height, dsY)};
-    in.downsample_x = {1, A_u_long(dsX)};
-    in.downsample_y = {1, A_u_long(dsY)};
+    in.extent_hint = s.layerBufferRect();
+    in.downsample_x = {1, A_u_long(std::max(1, s.frame.downsampleX))};
+    in.downsample_y = {1, A_u_long(std::max(1, s.frame.downsampleY))};
     const LayerSource* effectLayer = s.layer(s.composition.effectLayer);
     in.pixel_aspect_ratio = rational(effectLayer ? effectLayer->pixelAspect : s.composition.pixelAspect);
     in.global_data = s.globalData;
@@ -98,28 +97,11 @@ void reclassifyHandle(HostState& s, PF_Handle handle, const std::string& account
     }
 }
 
-void checkInLayerPixels(HostState& s)
-{
-    for (auto& [id, checkout] : s.layerCheckouts) {
-        if (!checkout.world)
-            continue;
-        if (checkout.world->data) {
-            s.invalidateSamplingCache(checkout.world->data);
-            s.worlds.dispose(checkout.world->data);
-        }
-        checkout.world.reset();
-        s.accounting.giveBack("layer pixels checkout");
-    }
-}
-
 // Checks in what the effect forgot (after the imbalance was recorded).
 void checkInLeftovers(HostState& s)
 {
-    for (const ParamCheckoutRecord& record : s.paramCheckouts) {
-        if (record.pixels)
-            s.worlds.dispose(record.pixels);
-        s.accounting.giveBack("parameter checkout");
-    }
+    for (const ParamCheckoutRecord& record : s.paramCheckouts)
+        s.checkInParam(record);
     s.paramCheckouts.clear();
 }
 
@@ -175,7 +157,9 @@ PF_Err runCommand(HostState& s, PF_Cmd cmd, PF_ParamDef** params, PF_LayerDef* o
     if (cmd == PF_Cmd_SEQUENCE_SETDOWN)
         s.sequenceData = nullptr;
     if (cmd == PF_Cmd_SMART_RENDER)
-        checkInLayerPixels(s);
+        for (auto& [id, checkout] : s.layerCheckouts)
+            if (checkout.world)
+                s.checkInLayerPixels(checkout);
 
     for (const Imbalance& imbalance : Accounting::difference(before, s.accounting.outstandingSnapshot()))
         if (!imbalance.what.ends_with(" data handle"))
@@ -200,6 +184,31 @@ void buildUiParams(HostState& s, double seconds)
     for (PF_ParamDef& def : s.uiParams)
         s.uiParamPointers.push_back(&def);
     s.uiParamPointers.push_back(nullptr);
+}
+
+// The property list repeats what global set-up reports; a difference is the effect's bug.
+void warnPiplMismatches(HostState& s)
+{
+    const PropertyList& pipl = s.module->properties();
+    const bool piplOverrides = pipl.globalFlags && (*pipl.globalFlags & PF_OutFlag_PiPL_OVERRIDES_OUTDATA_OUTFLAGS);
+    if (pipl.globalFlags && !piplOverrides && *pipl.globalFlags != std::uint32_t(s.outFlags))
+        s.warn(s.module->path() + ": property list global flags (eGLO) " + hexWord(*pipl.globalFlags) +
+               " differ from out_flags " + hexWord(std::uint32_t(s.outFlags)) + " set at global set-up");
+    if (pipl.globalFlags2 && *pipl.globalFlags2 != std::uint32_t(s.outFlags2))
+        s.warn(s.module->path() + ": property list global flags 2 (eGL2) " + hexWord(*pipl.globalFlags2) +
+               " differ from out_flags2 " + hexWord(std::uint32_t(s.outFlags2)) + " set at global set-up");
+    if (pipl.effectVersion && *pipl.effectVersion != s.myVersion)
+        s.warn(s.module->path() + ": property list version (eVER) " + std::to_string(*pipl.effectVersion) +
+               " differs from my_version " + std::to_string(s.myVersion));
+}
+
+// A set-down is sent once, and only after its set-up succeeded.
+PF_Err runSetdown(HostState& s, PF_Cmd cmd, bool& setUp)
+{
+    if (!setUp)
+        return PF_Err_NONE;
+    setUp = false;
+    return runCommand(s, cmd, nullptr, nullptr, nullptr);
 }
 
 void clearUiParams(HostState& s)
@@ -255,6 +264,7 @@ void EffectHost::setComposition(Composition composition)
 {
     HostState& s = *state_;
     s.composition = std::move(composition);
+    s.layerPixels.clear();
     // Layer time units: whole frames when the rate is whole, else hundredths of a frame.
     const double rate = s.composition.frameRate > 0 ? s.composition.frameRate : 25.0;
     if (rate == std::floor(rate)) {
@@ -313,22 +323,7 @@ PF_Err EffectHost::globalSetup()
     s.myVersion = s.outData.my_version;
     s.outFlags = s.outData.out_flags;
     s.outFlags2 = s.outData.out_flags2;
-    const PropertyList& pipl = s.module->properties();
-    const bool piplOverrides = pipl.globalFlags && (*pipl.globalFlags & PF_OutFlag_PiPL_OVERRIDES_OUTDATA_OUTFLAGS);
-    auto hex = [](std::uint32_t v) {
-        char buf[16];
-        std::snprintf(buf, sizeof buf, "0x%08X", unsigned(v));
-        return std::string(buf);
-    };
-    if (pipl.globalFlags && !piplOverrides && *pipl.globalFlags != std::uint32_t(s.outFlags))
-        s.warn(s.module->path() + ": property list global flags (eGLO) " + hex(*pipl.globalFlags) +
-               " differ from out_flags " + hex(std::uint32_t(s.outFlags)) + " set at global set-up");
-    if (pipl.globalFlags2 && *pipl.globalFlags2 != std::uint32_t(s.outFlags2))
-        s.warn(s.module->path() + ": property list global flags 2 (eGL2) " + hex(*pipl.globalFlags2) +
-               " differ from out_flags2 " + hex(std::uint32_t(s.outFlags2)) + " set at global set-up");
-    if (pipl.effectVersion && *pipl.effectVersion != s.myVersion)
-        s.warn(s.module->path() + ": property list version (eVER) " + std::to_string(*pipl.effectVersion) +
-               " differs from my_version " + std::to_string(s.myVersion));
+    warnPiplMismatches(s);
     return PF_Err_NONE;
 }
 
@@ -442,10 +437,8 @@ PF_Err EffectHost::renderFrame(const FrameRequest& request, Image* output)
         s.frame = request;
     }
 
-    const int w = downsampledSize(s.layerWidth(), std::max(1, request.downsampleX));
-    const int h = downsampledSize(s.layerHeight(), std::max(1, request.downsampleY));
     PF_RenderRequest renderRequest{};
-    renderRequest.rect = {0, 0, w, h};
+    renderRequest.rect = s.layerBufferRect();
     renderRequest.field = PF_Field_FRAME;
     renderRequest.channel_mask = PF_ChannelMask_ARGB;
 
@@ -470,10 +463,11 @@ PF_Err EffectHost::renderFrame(const FrameRequest& request, Image* output)
             if (!err && s.outputWorld)
                 *output = imageFromWorld(*s.outputWorld, pixelFormatForDepth(request.bitDepth));
             else
-                *output = solidImage(w, h, 0, 0, 0, 0);   // a failed or empty render is transparent
+                *output = solidImage(renderRequest.rect.right, renderRequest.rect.bottom, 0, 0, 0,
+                                     0);   // a failed or empty render is transparent
         }
         if (s.outputWorld) {
-            s.worlds.dispose(s.outputWorld->data);
+            s.disposeWorld(s.outputWorld->data);
             s.outputWorld.reset();
         }
     }
@@ -488,20 +482,12 @@ PF_Err EffectHost::renderFrame(const FrameRequest& request, Image* output)
 
 PF_Err EffectHost::sequenceSetdown()
 {
-    HostState& s = *state_;
-    if (!s.sequenceSetupDone)
-        return PF_Err_NONE;
-    s.sequenceSetupDone = false;
-    return runCommand(s, PF_Cmd_SEQUENCE_SETDOWN, nullptr, nullptr, nullptr);
+    return runSetdown(*state_, PF_Cmd_SEQUENCE_SETDOWN, state_->sequenceSetupDone);
 }
 
 PF_Err EffectHost::globalSetdown()
 {
-    HostState& s = *state_;
-    if (!s.globalSetupDone)
-        return PF_Err_NONE;
-    s.globalSetupDone = false;
-    return runCommand(s, PF_Cmd_GLOBAL_SETDOWN, nullptr, nullptr, nullptr);
+    return runSetdown(*state_, PF_Cmd_GLOBAL_SETDOWN, state_->globalSetupDone);
 }
 
 void EffectHost::shutdown()

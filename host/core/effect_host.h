@@ -4,6 +4,7 @@
 #include "host/core/accounting.h"
 #include "host/core/effect_module.h"
 #include "host/core/fault_plan.h"
+#include "host/core/host_codes.h"
 #include "host/core/iterate_pool.h"
 #include "host/core/param_definition.h"
 #include "host/scene/image.h"
@@ -18,7 +19,7 @@ namespace orbhost {
 
 struct HostConfig {
     PF_SpecVersion version{13, 27};
-    A_long applId = 0x46585443;        // 'FXTC'; 'PrMr' (0x50724D72) to pose as Premiere
+    A_AppID applId = kAppIdAfterEffects;   // kAppIdPremierePro to pose as Premiere Pro
     IterateOptions iterate;
     bool verbose = false;
     std::ostream* log = nullptr;       // verbose notes and warnings; std::cerr when null

@@ -94,9 +94,9 @@ EffectModule::EffectModule(const std::string& path) : path_(path)
     // The property list is read before any code of the module runs where the platform allows
     // it (Linux sidecar); on Windows it lives inside the library.
 #if !defined(_WIN32)
-    const std::vector<std::uint8_t> bytes = readPiplBytes(nullptr, path);
-    properties_ = decodePipl(bytes, sidecarPiplPath(path));
-    validateEffectPipl(properties_, sidecarPiplPath(path));
+    const std::string sidecar = sidecarPiplPath(path);
+    properties_ = decodePipl(readPiplBytes(nullptr, path), sidecar);
+    validateEffectPipl(properties_, sidecar);
     library_ = openLibrary(path);
 #else
     library_ = openLibrary(path);

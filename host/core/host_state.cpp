@@ -1,5 +1,7 @@
 #include "host/core/host_state.h"
 
+#include "host/sampling/area_table.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstring>
@@ -8,7 +10,7 @@
 namespace orbhost {
 
 HostState::HostState(std::shared_ptr<EffectModule> m, HostConfig c)
-    : module(std::move(m)), config(c), sampling(makeSamplingCache(), destroySamplingCache)
+    : module(std::move(m)), config(c), samplingTables(std::make_unique<AreaTableCache>())
 {
     registerHostSuites(*this);
 }
@@ -56,6 +58,52 @@ int HostState::layerHeight() const
     return l && l->image ? l->image->height : composition.height;
 }
 
+PF_LRect HostState::layerBufferRect() const
+{
+    return {0, 0, downsampledSize(layerWidth(), frame.downsampleX),
+            downsampledSize(layerHeight(), frame.downsampleY)};
+}
+
+int HostState::layerOfParam(int index, double seconds) const
+{
+    return index == 0 ? composition.effectLayer : valueAt(index, seconds).layer;
+}
+
+PF_Err HostState::checkOutLayerWorld(int layerIndex, PF_EffectWorld* world)
+{
+    std::memset(world, 0, sizeof *world);
+    const LayerSource* source = layer(layerIndex);
+    if (!source || !source->image)
+        return PF_Err_NONE;
+    if (PF_Err err = layerPixels.makeWorld(worlds, source->image, pixelFormatForDepth(frame.bitDepth),
+                                           frame.downsampleX, frame.downsampleY, false, world))
+        return err;
+    world->reserved0 = layerHandles[std::size_t(layerIndex)];
+    world->pix_aspect_ratio = pixelAspectRatio(source->pixelAspect);
+    return PF_Err_NONE;
+}
+
+void HostState::disposeWorld(const void* data)
+{
+    if (!data)
+        return;
+    invalidateSamplingCache(data);
+    worlds.dispose(data);
+}
+
+void HostState::checkInLayerPixels(LayerCheckout& checkout)
+{
+    disposeWorld(checkout.world->data);
+    checkout.world.reset();
+    accounting.giveBack("layer pixels checkout");
+}
+
+void HostState::checkInParam(const ParamCheckoutRecord& record)
+{
+    disposeWorld(record.pixels);
+    accounting.giveBack("parameter checkout");
+}
+
 ParamValue HostState::valueAt(int index, double seconds) const
 {
     if (index > 0 && index < int(valueTracks.size()) && valueTracks[std::size_t(index)])
@@ -71,7 +119,7 @@ PF_ParamDef HostState::paramRecordAt(int index, double seconds) const
     PF_ParamDef record = recordFor(param);
     if (param.def.param_type == PF_Param_LAYER) {
         std::memset(&record.u.ld, 0, sizeof record.u.ld);
-        const int layerIndex = index == 0 ? composition.effectLayer : valueAt(index, seconds).layer;
+        const int layerIndex = layerOfParam(index, seconds);
         if (layer(layerIndex))
             record.u.ld.reserved0 = layerHandles[std::size_t(layerIndex)];
         return record;

@@ -2,6 +2,7 @@
 #pragma once
 #include "host/core/effect_host.h"
 #include "host/core/handle_registry.h"
+#include "host/core/layer_pixels.h"
 #include "host/core/world_registry.h"
 
 #include <map>
@@ -10,9 +11,8 @@
 
 namespace orbhost {
 
-class SamplingCacheHolder;   // wraps the sampling module's table cache
-SamplingCacheHolder* makeSamplingCache();
-void destroySamplingCache(SamplingCacheHolder* holder);
+class AreaTableCache;
+struct HandleSuite1;
 
 // A parameter checked out with checkout_param, with the pixels the host made for it.
 struct ParamCheckoutRecord {
@@ -39,7 +39,8 @@ struct HostState {
     Accounting accounting;
     HandleRegistry handles;
     WorldRegistry worlds;
-    std::unique_ptr<SamplingCacheHolder, void (*)(SamplingCacheHolder*)> sampling;
+    LayerPixelCache layerPixels;   // emptied whenever the composition is set
+    std::unique_ptr<AreaTableCache> samplingTables;   // summed-area tables of sampled worlds
     std::map<std::pair<std::string, int>, const void*> suites;
 
     Composition composition;
@@ -88,8 +89,21 @@ struct HostState {
     ParamValue valueAt(int index, double seconds) const;
     int layerWidth() const;
     int layerHeight() const;
+    // The effect layer's buffer at the current frame's downsample factors, origin (0, 0).
+    PF_LRect layerBufferRect() const;
     const LayerSource* layer(int index) const;
+    // The composition layer a layer parameter names at that time (parameter 0: the effect's own).
+    int layerOfParam(int index, double seconds) const;
     PF_ParamDef paramRecordAt(int index, double seconds) const;   // without layer pixels
+    // A checked-out world holding the pixels of composition layer `layer` at the current
+    // frame's depth and downsample, with its layer handle and pixel aspect. *world is left
+    // zeroed when the layer is none or has no image.
+    PF_Err checkOutLayerWorld(int layer, PF_EffectWorld* world);
+    // Gives back a world the host made (null: nothing); its sampling table goes with it.
+    void disposeWorld(const void* data);
+    // Ends a checkout: checkin_layer_pixels, or the host after SMART_RENDER for what is left.
+    void checkInLayerPixels(LayerCheckout& checkout);
+    void checkInParam(const ParamCheckoutRecord& record);
     void invalidateSamplingCache(const void* data);
     void invalidateSamplingCacheAll();
 };
@@ -113,6 +127,16 @@ PF_InteractCallbacks interactCallbacks();
 _PF_UtilCallbacks* utilCallbacks();
 PF_PreRenderCallbacks* preRenderCallbacks();
 PF_SmartRenderCallbacks* smartRenderCallbacks();
+
+// The suites the host implements, one table each.
+const PF_WorldSuite2* worldSuite();
+const PF_Sampling8Suite1* sampling8Suite();
+const PF_Sampling16Suite1* sampling16Suite();
+const PF_SamplingFloatSuite1* samplingFloatSuite();
+const PF_ParamUtilsSuite1* paramUtilsSuite();
+const PF_ANSICallbacksSuite1* ansiSuite();
+const HandleSuite1* handleSuite();
+const AEGP_UtilitySuite5* aegpUtilitySuite();
 
 // Registers the suites the host implements (world, sampling, param utils, ANSI, handle,
 // AEGP utility, and error-only tables for suites that are acquired but not used).

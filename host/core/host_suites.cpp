@@ -5,15 +5,6 @@
 
 namespace orbhost {
 
-const PF_WorldSuite2* worldSuite();
-const PF_Sampling8Suite1* sampling8Suite();
-const PF_Sampling16Suite1* sampling16Suite();
-const PF_SamplingFloatSuite1* samplingFloatSuite();
-const PF_ParamUtilsSuite1* paramUtilsSuite();
-const PF_ANSICallbacksSuite1* ansiSuite();
-const HandleSuite1* handleSuite();
-const AEGP_UtilitySuite5* aegpUtilitySuite();
-
 namespace {
 
 // Suites an effect may acquire without using them on its render path: every entry fails
@@ -25,11 +16,8 @@ struct ErrorOnlyTable {
 template <const char* Name>
 const ErrorOnlyTable* errorOnlyTable()
 {
-    static const ErrorOnlyTable table = [] {
-        ErrorOnlyTable t;
-        fillUnsupported<Name, A_Err_GENERIC>(t);
-        return t;
-    }();
+    static const ErrorOnlyTable table =
+        tableOfStandIns<ErrorOnlyTable, Name, A_Err_GENERIC>([](ErrorOnlyTable&) {});
     return &table;
 }
 

@@ -1,7 +1,6 @@
 // in_data->inter: add_param during PARAMS_SETUP, checkout_param/checkin_param with values at
 // the requested time (layer parameters with the layer's pixels), abort and progress.
 #include "host/core/host_state.h"
-#include "host/core/layer_pixels.h"
 #include "host/core/unsupported_slots.h"
 
 #include <cstring>
@@ -60,25 +59,13 @@ PF_Err checkoutParam(PF_ProgPtr ref, PF_ParamIndex index, A_long time, A_long ti
     *param = host->paramRecordAt(index, seconds);
     ParamCheckoutRecord record{param, int(index), nullptr};
     if (host->params[std::size_t(index)].def.param_type == PF_Param_LAYER) {
-        const int layer = index == 0 ? host->composition.effectLayer
-                                     : host->valueAt(index, seconds).layer;
-        const LayerSource* source = host->layer(layer);
-        std::memset(&param->u.ld, 0, sizeof param->u.ld);
-        if (source && source->image) {
-            if (host->currentCmd == PF_Cmd_SMART_RENDER && index != 0)
-                host->note("SmartFX contract: layer parameter " + std::to_string(index) +
-                           " checked out in SMART_RENDER without a pre-render checkout_layer");
-            const PF_Err err = makeLayerWorld(host->worlds, *source->image,
-                                              pixelFormatForDepth(host->frame.bitDepth),
-                                              host->frame.downsampleX, host->frame.downsampleY,
-                                              false, &param->u.ld);
-            if (err)
-                return err;
-            param->u.ld.reserved0 = host->layerHandles[std::size_t(layer)];
-            const double par = source->pixelAspect;
-            param->u.ld.pix_aspect_ratio = {A_long(par * 1000 + 0.5), 1000};
-            record.pixels = param->u.ld.data;
-        }
+        const int layer = host->layerOfParam(index, seconds);
+        if (PF_Err err = host->checkOutLayerWorld(layer, &param->u.ld))
+            return err;
+        record.pixels = param->u.ld.data;
+        if (record.pixels && host->currentCmd == PF_Cmd_SMART_RENDER && index != 0)
+            host->note("SmartFX contract: layer parameter " + std::to_string(index) +
+                       " checked out in SMART_RENDER without a pre-render checkout_layer");
     }
     host->paramCheckouts.push_back(record);
     host->accounting.take("parameter checkout");
@@ -93,12 +80,8 @@ PF_Err checkinParam(PF_ProgPtr ref, PF_ParamDef* param)
     for (auto it = host->paramCheckouts.begin(); it != host->paramCheckouts.end(); ++it) {
         if (it->destination != param)
             continue;
-        if (it->pixels) {
-            host->invalidateSamplingCache(it->pixels);
-            host->worlds.dispose(it->pixels);
-        }
+        host->checkInParam(*it);
         host->paramCheckouts.erase(it);
-        host->accounting.giveBack("parameter checkout");
         // The record is invalid after check-in; clearing it exposes later use.
         std::memset(param, 0, sizeof *param);
         return PF_Err_NONE;
@@ -121,13 +104,15 @@ PF_Err progressCallback(PF_ProgPtr ref, A_long, A_long)
 
 PF_InteractCallbacks interactCallbacks()
 {
-    PF_InteractCallbacks callbacks;
-    fillUnsupported<kInteractCallbacks, PF_Err_INVALID_CALLBACK>(callbacks);
-    callbacks.checkout_param = checkoutParam;
-    callbacks.checkin_param = checkinParam;
-    callbacks.add_param = addParam;
-    callbacks.abort = abortCallback;
-    callbacks.progress = progressCallback;
+    static const PF_InteractCallbacks callbacks =
+        tableOfStandIns<PF_InteractCallbacks, kInteractCallbacks, PF_Err_INVALID_CALLBACK>(
+            [](PF_InteractCallbacks& c) {
+                c.checkout_param = checkoutParam;
+                c.checkin_param = checkinParam;
+                c.add_param = addParam;
+                c.abort = abortCallback;
+                c.progress = progressCallback;
+            });
     return callbacks;
 }
 

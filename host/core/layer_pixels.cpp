@@ -1,7 +1,12 @@
 #include "host/core/layer_pixels.h"
 
+#include "host/sampling/pixel_traits.h"
+
 #include <algorithm>
 #include <cmath>
+#include <cstring>
+#include <new>
+#include <tuple>
 
 namespace orbhost {
 namespace {
@@ -30,25 +35,44 @@ Rgba reducedPixel(const Image& image, int x, int y, int fx, int fy)
     return {r / a, g / a, b / a, a / float(n)};
 }
 
-template <class Channel>
-Channel toChannel(float value, float fullScale)
+// The world pixel of a straight colour: integer channels clamped to 0..1 and scaled to full
+// scale, float channels as they are.
+template <class Pixel>
+Pixel storedPixel(const Rgba& c)
 {
-    return Channel(std::lround(std::clamp(value, 0.0f, 1.0f) * fullScale));
+    if constexpr (PixelTraits<Pixel>::integral) {
+        using Channel = decltype(Pixel{}.alpha);
+        constexpr float fullScale = float(PixelTraits<Pixel>::fullScale);
+        auto channel = [](float v) { return Channel(std::lround(std::clamp(v, 0.0f, 1.0f) * fullScale)); };
+        return {channel(c.a), channel(c.r), channel(c.g), channel(c.b)};
+    } else {
+        return {c.a, c.r, c.g, c.b};
+    }
 }
 
-void storePixel(unsigned char* at, PF_PixelFormat format, const Rgba& c)
+template <class Pixel>
+void storeReduced(const Image& image, int fx, int fy, PF_EffectWorld& world)
 {
-    if (format == PF_PixelFormat_ARGB32) {
-        auto* p = reinterpret_cast<PF_Pixel*>(at);
-        *p = {toChannel<A_u_char>(c.a, 255), toChannel<A_u_char>(c.r, 255),
-              toChannel<A_u_char>(c.g, 255), toChannel<A_u_char>(c.b, 255)};
-    } else if (format == PF_PixelFormat_ARGB64) {
-        auto* p = reinterpret_cast<PF_Pixel16*>(at);
-        *p = {toChannel<A_u_short>(c.a, 32768), toChannel<A_u_short>(c.r, 32768),
-              toChannel<A_u_short>(c.g, 32768), toChannel<A_u_short>(c.b, 32768)};
-    } else {
-        auto* p = reinterpret_cast<PF_PixelFloat*>(at);
-        *p = {c.a, c.r, c.g, c.b};
+    auto* base = reinterpret_cast<unsigned char*>(world.data);
+    for (int y = 0; y < world.height; ++y) {
+        auto* row = reinterpret_cast<Pixel*>(base + std::size_t(y) * world.rowbytes);
+        for (int x = 0; x < world.width; ++x)
+            row[x] = storedPixel<Pixel>(reducedPixel(image, x, y, fx, fy));
+    }
+}
+
+template <class Pixel>
+void loadPixels(const PF_EffectWorld& world, Image& image)
+{
+    constexpr float fullScale = float(PixelTraits<Pixel>::fullScale);
+    const auto* base = reinterpret_cast<const unsigned char*>(world.data);
+    for (int y = 0; y < world.height; ++y) {
+        const auto* row = reinterpret_cast<const Pixel*>(base + std::size_t(y) * world.rowbytes);
+        for (int x = 0; x < world.width; ++x) {
+            float* out = &image.rgba[(std::size_t(y) * world.width + x) * 4];
+            out[0] = row[x].red / fullScale, out[1] = row[x].green / fullScale;
+            out[2] = row[x].blue / fullScale, out[3] = row[x].alpha / fullScale;
+        }
     }
 }
 
@@ -59,20 +83,50 @@ int downsampledSize(int size, int factor)
     return factor <= 1 ? size : (size + factor - 1) / factor;
 }
 
-PF_Err makeLayerWorld(WorldRegistry& registry, const Image& image, PF_PixelFormat format,
-                      int downsampleX, int downsampleY, bool writeable, PF_EffectWorld* world)
+PF_RationalScale pixelAspectRatio(double aspect)
+{
+    return {A_long(aspect * 1000 + 0.5), 1000};
+}
+
+bool LayerPixelCache::Key::operator<(const Key& o) const
+{
+    return std::tie(image, format, fx, fy) < std::tie(o.image, o.format, o.fx, o.fy);
+}
+
+PF_Err LayerPixelCache::makeWorld(WorldRegistry& registry, const std::shared_ptr<const Image>& image,
+                                  PF_PixelFormat format, int downsampleX, int downsampleY,
+                                  bool writeable, PF_EffectWorld* world)
 {
     const int fx = std::max(1, downsampleX), fy = std::max(1, downsampleY);
-    const int width = downsampledSize(image.width, fx), height = downsampledSize(image.height, fy);
+    const int width = downsampledSize(image->width, fx), height = downsampledSize(image->height, fy);
     if (PF_Err err = registry.create(width, height, format, true, writeable, world))
         return err;
-    const int bpp = bytesPerPixel(format);
-    auto* base = reinterpret_cast<unsigned char*>(world->data);
-    for (int y = 0; y < height; ++y)
-        for (int x = 0; x < width; ++x)
-            storePixel(base + std::size_t(y) * world->rowbytes + std::size_t(x) * bpp, format,
-                       reducedPixel(image, x, y, fx, fy));
+    const std::size_t rowBytes = std::size_t(width) * std::size_t(bytesPerPixel(format));
+    auto* rows = reinterpret_cast<unsigned char*>(world->data);
+    std::lock_guard lock(mutex_);
+    Key key{image, format, fx, fy};
+    if (auto cached = packedRows_.find(key); cached != packedRows_.end()) {
+        for (int y = 0; y < height; ++y)
+            std::memcpy(rows + std::size_t(y) * world->rowbytes, &cached->second[rowBytes * std::size_t(y)],
+                        rowBytes);
+        return PF_Err_NONE;
+    }
+    withPixelType(format, [&](auto pixel) { storeReduced<decltype(pixel)>(*image, fx, fy, *world); });
+    try {
+        std::vector<unsigned char> packed(rowBytes * std::size_t(height));
+        for (int y = 0; y < height; ++y)
+            std::memcpy(&packed[rowBytes * std::size_t(y)], rows + std::size_t(y) * world->rowbytes, rowBytes);
+        packedRows_.emplace(std::move(key), std::move(packed));
+    } catch (const std::bad_alloc&) {
+        // No room to keep a copy: the next checkout converts again.
+    }
     return PF_Err_NONE;
+}
+
+void LayerPixelCache::clear()
+{
+    std::lock_guard lock(mutex_);
+    packedRows_.clear();
 }
 
 Image imageFromWorld(const PF_EffectWorld& world, PF_PixelFormat format)
@@ -81,25 +135,7 @@ Image imageFromWorld(const PF_EffectWorld& world, PF_PixelFormat format)
     image.width = world.width;
     image.height = world.height;
     image.rgba.resize(std::size_t(world.width) * world.height * 4);
-    const auto* base = reinterpret_cast<const unsigned char*>(world.data);
-    for (int y = 0; y < world.height; ++y) {
-        const unsigned char* row = base + std::size_t(y) * world.rowbytes;
-        for (int x = 0; x < world.width; ++x) {
-            float a, r, g, b;
-            if (format == PF_PixelFormat_ARGB32) {
-                const auto& p = reinterpret_cast<const PF_Pixel*>(row)[x];
-                a = p.alpha / 255.0f, r = p.red / 255.0f, g = p.green / 255.0f, b = p.blue / 255.0f;
-            } else if (format == PF_PixelFormat_ARGB64) {
-                const auto& p = reinterpret_cast<const PF_Pixel16*>(row)[x];
-                a = p.alpha / 32768.0f, r = p.red / 32768.0f, g = p.green / 32768.0f, b = p.blue / 32768.0f;
-            } else {
-                const auto& p = reinterpret_cast<const PF_PixelFloat*>(row)[x];
-                a = p.alpha, r = p.red, g = p.green, b = p.blue;
-            }
-            float* out = &image.rgba[(std::size_t(y) * world.width + x) * 4];
-            out[0] = r, out[1] = g, out[2] = b, out[3] = a;
-        }
-    }
+    withPixelType(format, [&](auto pixel) { loadPixels<decltype(pixel)>(world, image); });
     return image;
 }
 

@@ -4,15 +4,42 @@
 #include "host/core/world_registry.h"
 #include "host/scene/image.h"
 
+#include <map>
+#include <memory>
+#include <mutex>
+#include <vector>
+
 namespace orbhost {
 
 // Buffer size of a layer at a downsample factor 1/factor: ceil(size / factor).
 int downsampledSize(int size, int factor);
 
-// Creates a registered world of the given format holding image reduced by the downsample
-// factors (box average of premultiplied colour, then straight again).
-PF_Err makeLayerWorld(WorldRegistry& registry, const Image& image, PF_PixelFormat format,
-                      int downsampleX, int downsampleY, bool writeable, PF_EffectWorld* world);
+// Pixel aspect as worlds and checkout results carry it: thousandths, rounded.
+PF_RationalScale pixelAspectRatio(double aspect);
+
+// Worlds of layer images, each reduced and converted once per (image, format, downsample): a
+// layer checked out on every frame costs a row copy, not a conversion. Every checkout still
+// gets a world of its own, so whatever the effect writes into one never reaches the next.
+// Entries hold their image, so its address cannot be reused for another while it is cached.
+class LayerPixelCache {
+public:
+    // Creates a registered world of the given format holding image reduced by the downsample
+    // factors (box average of premultiplied colour, then straight again).
+    PF_Err makeWorld(WorldRegistry& registry, const std::shared_ptr<const Image>& image,
+                     PF_PixelFormat format, int downsampleX, int downsampleY, bool writeable,
+                     PF_EffectWorld* world);
+    void clear();
+
+private:
+    struct Key {
+        std::shared_ptr<const Image> image;
+        PF_PixelFormat format;
+        int fx, fy;
+        bool operator<(const Key& other) const;
+    };
+    std::mutex mutex_;
+    std::map<Key, std::vector<unsigned char>> packedRows_;
+};
 
 // The world's pixels as an image (8-bit / 255, 16-bit / 32768, float as stored).
 Image imageFromWorld(const PF_EffectWorld& world, PF_PixelFormat format);

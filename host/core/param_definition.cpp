@@ -45,6 +45,18 @@ ParamDefinition copyDefinition(const PF_ParamDef& def, int index, int groupDepth
     return param;
 }
 
+PF_ParamDef recordFor(const ParamDefinition& param)
+{
+    PF_ParamDef record = param.def;
+    record.uu.id = 0;
+    record.ui_flags = param.uiFlags;
+    if (record.param_type == PF_Param_POPUP)
+        record.u.pd.u.namesptr = param.popupNames.c_str();
+    else if (record.param_type == PF_Param_CHECKBOX)
+        record.u.bd.u.nameptr = param.checkboxLabel.c_str();
+    return record;
+}
+
 const char* paramTypeName(PF_ParamType type)
 {
     switch (type) {
@@ -134,18 +146,4 @@ bool validRange(const ParamDefinition& param, double* low, double* high)
     }
 }
 
-} // namespace orbhost
-
-namespace orbhost {
-PF_ParamDef recordFor(const ParamDefinition& param)
-{
-    PF_ParamDef record = param.def;
-    record.uu.id = 0;
-    record.ui_flags = param.uiFlags;
-    if (record.param_type == PF_Param_POPUP)
-        record.u.pd.u.namesptr = param.popupNames.c_str();
-    else if (record.param_type == PF_Param_CHECKBOX)
-        record.u.bd.u.nameptr = param.checkboxLabel.c_str();
-    return record;
-}
 } // namespace orbhost

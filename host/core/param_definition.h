@@ -23,6 +23,10 @@ struct ParamDefinition {
 // Copies a definition handed to add_param (the effect's strings are read now).
 ParamDefinition copyDefinition(const PF_ParamDef& def, int index, int groupDepth);
 
+// The record the effect sees for this parameter (checkouts, params[]): the definition with
+// the current UI flags, pointers to the host's copies of its strings, and uu = 0.
+PF_ParamDef recordFor(const ParamDefinition& param);
+
 const char* paramTypeName(PF_ParamType type);
 
 // A value as the user sees it. Which members count depends on the type: number (sliders,
@@ -53,10 +57,4 @@ bool validRange(const ParamDefinition& param, double* low, double* high);
 // 16.16 from a double, rounded to nearest.
 PF_Fixed toFixed(double value);
 
-} // namespace orbhost
-
-namespace orbhost {
-// The record the effect sees for this parameter (checkouts, params[]): the definition with
-// the current UI flags, pointers to the host's copies of its strings, and uu = 0.
-PF_ParamDef recordFor(const ParamDefinition& param);
 } // namespace orbhost

@@ -140,6 +140,13 @@ void validateEffectPipl(const PropertyList& list, const std::string& file)
         fail(file, "no x64 entry point ('8664' property)");
 }
 
+std::string hexWord(std::uint32_t value)
+{
+    char buf[16];
+    std::snprintf(buf, sizeof buf, "0x%08X", unsigned(value));
+    return buf;
+}
+
 std::string describePipl(const PropertyList& list)
 {
     std::ostringstream out;
@@ -160,9 +167,7 @@ std::string describePipl(const PropertyList& list)
                 << '.' << ((v >> 11) & 0xF) << " stage " << ((v >> 9) & 3) << " build " << (v & 0x1FF)
                 << ')';
         } else if (p.data.size() == 4) {
-            char buf[16];
-            std::snprintf(buf, sizeof buf, "0x%08X", unsigned(readU32(p.data.data())));
-            out << buf;
+            out << hexWord(readU32(p.data.data()));
         } else {
             out << p.data.size() << " bytes";
         }

@@ -37,6 +37,9 @@ PropertyList decodePipl(const std::vector<std::uint8_t>& bytes, const std::strin
 // Requires kind 'eFKT' and an x64 entry point name; throws LoadError naming the file.
 void validateEffectPipl(const PropertyList& list, const std::string& fileForMessages);
 
+// "0x%08X": how property values and flag words are shown.
+std::string hexWord(std::uint32_t value);
+
 // A readable multi-line listing of every property (for --describe).
 std::string describePipl(const PropertyList& list);
 

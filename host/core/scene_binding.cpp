@@ -165,16 +165,17 @@ void bindScene(EffectHost& host, const Scene& scene)
         throw BindError(problems);
 
     host.setComposition(compositionFromScene(scene));
+    // The value functions outlive the scene: they keep only what conversion reads, the layer
+    // names, shared by every track.
+    auto layerScene = std::make_shared<Scene>();
+    layerScene->layers.reserve(scene.layers.size());
+    for (const Layer& layer : scene.layers) {
+        Layer named;
+        named.name = layer.name;
+        layerScene->layers.push_back(std::move(named));
+    }
     for (auto& [index, track] : bound) {
         const ParamDefinition param = host.params()[std::size_t(index)];
-        // The scene outlives nothing here: keep only what evaluation needs.
-        auto layerScene = std::make_shared<Scene>();
-        layerScene->layers.reserve(scene.layers.size());
-        for (const Layer& layer : scene.layers) {
-            Layer named;
-            named.name = layer.name;
-            layerScene->layers.push_back(std::move(named));
-        }
         host.setParamValues(index, [param, track, layerScene](double seconds) {
             const json value = holdsValue(param.def.param_type) ? heldValueAt(*track, seconds)
                                                                  : valueAt(*track, seconds);

@@ -34,14 +34,14 @@ PF_Err checkoutLayer(PF_ProgPtr ref, PF_ParamIndex index, A_long id, const PF_Re
     if (id < 0 || host->layerCheckouts.contains(id))
         return PF_Err_BAD_CALLBACK_PARAM;
     const double seconds = host->toSeconds(time, timeScale);
-    const int layer = index == 0 ? host->composition.effectLayer : host->valueAt(index, seconds).layer;
+    const int layer = host->layerOfParam(index, seconds);
     std::memset(result, 0, sizeof *result);
     if (const LayerSource* source = host->layer(layer); source && source->image) {
         const int w = downsampledSize(source->image->width, host->frame.downsampleX);
         const int h = downsampledSize(source->image->height, host->frame.downsampleY);
         result->max_result_rect = {0, 0, w, h};
         result->result_rect = intersect(request->rect, result->max_result_rect);
-        result->par = {A_long(source->pixelAspect * 1000 + 0.5), 1000};
+        result->par = pixelAspectRatio(source->pixelAspect);
         result->ref_width = source->image->width;
         result->ref_height = source->image->height;
     }
@@ -69,17 +69,10 @@ PF_Err checkoutLayerPixels(PF_ProgPtr ref, A_long id, PF_EffectWorld** pixels)
         return PF_Err_BAD_CALLBACK_PARAM;   // unknown id, or already checked out
     LayerCheckout& checkout = it->second;
     checkout.world = std::make_unique<PF_EffectWorld>();
-    std::memset(checkout.world.get(), 0, sizeof(PF_EffectWorld));
     host->inputCheckedOut = true;
-    const LayerSource* source = host->layer(checkout.layer);
-    if (source && source->image) {
-        if (PF_Err err = makeLayerWorld(host->worlds, *source->image,
-                                        pixelFormatForDepth(host->frame.bitDepth),
-                                        host->frame.downsampleX, host->frame.downsampleY, false,
-                                        checkout.world.get()))
-            return err;
-        checkout.world->reserved0 = host->layerHandles[std::size_t(checkout.layer)];
-        checkout.world->pix_aspect_ratio = {A_long(source->pixelAspect * 1000 + 0.5), 1000};
+    if (PF_Err err = host->checkOutLayerWorld(checkout.layer, checkout.world.get())) {
+        checkout.world.reset();
+        return err;
     }
     host->accounting.take("layer pixels checkout");
     *pixels = checkout.world.get();
@@ -94,12 +87,7 @@ PF_Err checkinLayerPixels(PF_ProgPtr ref, A_long id)
     auto it = host->layerCheckouts.find(id);
     if (it == host->layerCheckouts.end() || !it->second.world)
         return PF_Err_BAD_CALLBACK_PARAM;
-    if (it->second.world->data) {
-        host->invalidateSamplingCache(it->second.world->data);
-        host->worlds.dispose(it->second.world->data);
-    }
-    it->second.world.reset();
-    host->accounting.giveBack("layer pixels checkout");
+    host->checkInLayerPixels(it->second);
     return PF_Err_NONE;
 }
 
@@ -114,13 +102,13 @@ PF_Err checkoutOutput(PF_ProgPtr ref, PF_EffectWorld** output)
         return PF_Err_BAD_CALLBACK_PARAM;
     if (!host->outputWorld) {
         auto world = std::make_unique<PF_EffectWorld>();
-        const int w = downsampledSize(host->layerWidth(), host->frame.downsampleX);
-        const int h = downsampledSize(host->layerHeight(), host->frame.downsampleY);
+        const PF_LRect size = host->layerBufferRect();
         // Not cleared: untouched output pixels show the pattern.
-        if (PF_Err err = host->worlds.create(w, h, pixelFormatForDepth(host->frame.bitDepth), false,
-                                             true, world.get()))
+        if (PF_Err err = host->worlds.create(size.right, size.bottom,
+                                             pixelFormatForDepth(host->frame.bitDepth), false, true,
+                                             world.get()))
             return err;
-        world->pix_aspect_ratio = {A_long(host->composition.pixelAspect * 1000 + 0.5), 1000};
+        world->pix_aspect_ratio = pixelAspectRatio(host->composition.pixelAspect);
         host->invalidateSamplingCache(world->data);
         host->outputWorld = std::move(world);
     }
@@ -132,26 +120,24 @@ PF_Err checkoutOutput(PF_ProgPtr ref, PF_EffectWorld** output)
 
 PF_PreRenderCallbacks* preRenderCallbacks()
 {
-    static PF_PreRenderCallbacks callbacks = [] {
-        PF_PreRenderCallbacks c;
-        fillUnsupported<kPreRenderCallbacks, PF_Err_INVALID_CALLBACK>(c);
-        c.checkout_layer = checkoutLayer;
-        c.GuidMixInPtr = guidMixIn;
-        return c;
-    }();
+    static PF_PreRenderCallbacks callbacks =
+        tableOfStandIns<PF_PreRenderCallbacks, kPreRenderCallbacks, PF_Err_INVALID_CALLBACK>(
+            [](PF_PreRenderCallbacks& c) {
+                c.checkout_layer = checkoutLayer;
+                c.GuidMixInPtr = guidMixIn;
+            });
     return &callbacks;
 }
 
 PF_SmartRenderCallbacks* smartRenderCallbacks()
 {
-    static PF_SmartRenderCallbacks callbacks = [] {
-        PF_SmartRenderCallbacks c;
-        fillUnsupported<kSmartRenderCallbacks, PF_Err_INVALID_CALLBACK>(c);
-        c.checkout_layer_pixels = checkoutLayerPixels;
-        c.checkin_layer_pixels = checkinLayerPixels;
-        c.checkout_output = checkoutOutput;
-        return c;
-    }();
+    static PF_SmartRenderCallbacks callbacks =
+        tableOfStandIns<PF_SmartRenderCallbacks, kSmartRenderCallbacks, PF_Err_INVALID_CALLBACK>(
+            [](PF_SmartRenderCallbacks& c) {
+                c.checkout_layer_pixels = checkoutLayerPixels;
+                c.checkin_layer_pixels = checkinLayerPixels;
+                c.checkout_output = checkoutOutput;
+            });
     return &callbacks;
 }
 

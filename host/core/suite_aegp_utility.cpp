@@ -35,14 +35,12 @@ A_Err writeToConsole(const A_char* text)
 
 const AEGP_UtilitySuite5* aegpUtilitySuite()
 {
-    static const AEGP_UtilitySuite5 suite = [] {
-        AEGP_UtilitySuite5 s;
-        fillUnsupported<kAEGPUtilitySuite, A_Err_GENERIC>(s);
-        s.AEGP_RegisterWithAEGP = registerWithAEGP;
-        s.AEGP_ReportInfo = reportInfo;
-        s.AEGP_WriteToOSConsole = writeToConsole;
-        return s;
-    }();
+    static const AEGP_UtilitySuite5 suite =
+        tableOfStandIns<AEGP_UtilitySuite5, kAEGPUtilitySuite, A_Err_GENERIC>([](AEGP_UtilitySuite5& s) {
+            s.AEGP_RegisterWithAEGP = registerWithAEGP;
+            s.AEGP_ReportInfo = reportInfo;
+            s.AEGP_WriteToOSConsole = writeToConsole;
+        });
     return &suite;
 }
 

@@ -49,12 +49,9 @@ PF_Err updateParamUI(PF_ProgPtr ref, PF_ParamIndex index, const PF_ParamDef* def
 
 const PF_ParamUtilsSuite1* paramUtilsSuite()
 {
-    static const PF_ParamUtilsSuite1 suite = [] {
-        PF_ParamUtilsSuite1 s;
-        fillUnsupported<kPFParamUtilsSuite, PF_Err_INVALID_CALLBACK>(s);
-        s.PF_UpdateParamUI = updateParamUI;
-        return s;
-    }();
+    static const PF_ParamUtilsSuite1 suite = tableOfStandIns<PF_ParamUtilsSuite1, kPFParamUtilsSuite,
+                                                             PF_Err_INVALID_CALLBACK>(
+        [](PF_ParamUtilsSuite1& s) { s.PF_UpdateParamUI = updateParamUI; });
     return &suite;
 }
 

@@ -37,8 +37,7 @@ PF_Err disposeWorld(PF_ProgPtr ref, PF_EffectWorld* world)
         if (host->effectWorlds.erase(world->data) == 0)
             return PF_Err_BAD_CALLBACK_PARAM;   // not a world the effect created (or twice)
     }
-    host->invalidateSamplingCache(world->data);
-    host->worlds.dispose(world->data);
+    host->disposeWorld(world->data);
     host->accounting.giveBack("world");
     world->data = nullptr;
     return PF_Err_NONE;
@@ -60,14 +59,12 @@ PF_Err getPixelFormat(const PF_EffectWorld* world, PF_PixelFormat* format)
 
 const PF_WorldSuite2* worldSuite()
 {
-    static const PF_WorldSuite2 suite = [] {
-        PF_WorldSuite2 s;
-        fillUnsupported<kPFWorldSuite, PF_Err_INVALID_CALLBACK>(s);
-        s.PF_NewWorld = newWorld;
-        s.PF_DisposeWorld = disposeWorld;
-        s.PF_GetPixelFormat = getPixelFormat;
-        return s;
-    }();
+    static const PF_WorldSuite2 suite =
+        tableOfStandIns<PF_WorldSuite2, kPFWorldSuite, PF_Err_INVALID_CALLBACK>([](PF_WorldSuite2& s) {
+            s.PF_NewWorld = newWorld;
+            s.PF_DisposeWorld = disposeWorld;
+            s.PF_GetPixelFormat = getPixelFormat;
+        });
     return &suite;
 }
 

@@ -36,4 +36,15 @@ void fillUnsupported(Table& table)
     std::memcpy(static_cast<void*>(&table), slots, sizeof slots);
 }
 
+// A table of stand-ins with the slots the host serves filled in by `implement(table)`; every
+// suite and callback block is built this way once and then handed out unchanged.
+template <class Table, const char* Owner, A_long Error, class Implement>
+Table tableOfStandIns(Implement implement)
+{
+    Table table;
+    fillUnsupported<Owner, Error>(table);
+    implement(table);
+    return table;
+}
+
 } // namespace orbhost

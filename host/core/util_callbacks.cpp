@@ -29,27 +29,22 @@ PF_Err iterateGenericCallback(A_long iterations, void* refcon,
     return err;
 }
 
-_PF_UtilCallbacks makeUtilCallbacks()
-{
-    _PF_UtilCallbacks u;
-    fillUnsupported<kUtilCallbacks, PF_Err_INVALID_CALLBACK>(u);
-    fillUnsupported<kColorCallbacks, PF_Err_INVALID_CALLBACK>(u.colorCB);
-    u.host_new_handle = hostNewHandle;
-    u.host_lock_handle = hostLockHandle;
-    u.host_unlock_handle = hostUnlockHandle;
-    u.host_dispose_handle = hostDisposeHandle;
-    u.host_get_handle_size = hostGetHandleSize;
-    u.host_resize_handle = hostResizeHandle;
-    u.iterate_generic = iterateGenericCallback;
-    u.ansi = ansiBlock();
-    return u;
-}
-
 } // namespace
 
 _PF_UtilCallbacks* utilCallbacks()
 {
-    static _PF_UtilCallbacks callbacks = makeUtilCallbacks();
+    static _PF_UtilCallbacks callbacks =
+        tableOfStandIns<_PF_UtilCallbacks, kUtilCallbacks, PF_Err_INVALID_CALLBACK>([](_PF_UtilCallbacks& u) {
+            fillUnsupported<kColorCallbacks, PF_Err_INVALID_CALLBACK>(u.colorCB);
+            u.host_new_handle = hostNewHandle;
+            u.host_lock_handle = hostLockHandle;
+            u.host_unlock_handle = hostUnlockHandle;
+            u.host_dispose_handle = hostDisposeHandle;
+            u.host_get_handle_size = hostGetHandleSize;
+            u.host_resize_handle = hostResizeHandle;
+            u.iterate_generic = iterateGenericCallback;
+            u.ansi = ansiBlock();
+        });
     return &callbacks;
 }
 

@@ -1,6 +1,7 @@
 #include "host/core/world_registry.h"
 
 #include "host/core/host_codes.h"
+#include "host/sampling/pixel_traits.h"
 
 #include <cstring>
 #include <new>
@@ -8,22 +9,16 @@
 namespace orbhost {
 namespace {
 
-template <class Pixel>
-void fillPattern(unsigned char* row, A_long width, Pixel pixel)
-{
-    for (A_long x = 0; x < width; ++x)
-        std::memcpy(row + x * sizeof(Pixel), &pixel, sizeof(Pixel));
-}
-
 // Opaque magenta: an untouched pixel is obvious in any image viewer.
 void fillUntouched(unsigned char* row, A_long width, PF_PixelFormat format)
 {
-    if (format == PF_PixelFormat_ARGB32)
-        fillPattern(row, width, PF_Pixel{255, 255, 0, 255});
-    else if (format == PF_PixelFormat_ARGB64)
-        fillPattern(row, width, PF_Pixel16{32768, 32768, 0, 32768});
-    else
-        fillPattern(row, width, PF_PixelFloat{1.0f, 1.0f, 0.0f, 1.0f});
+    withPixelType(format, [&](auto pixel) {
+        using Pixel = decltype(pixel);
+        const auto full = decltype(pixel.alpha)(PixelTraits<Pixel>::fullScale);
+        pixel = {full, full, 0, full};
+        for (A_long x = 0; x < width; ++x)
+            std::memcpy(row + x * sizeof(Pixel), &pixel, sizeof(Pixel));
+    });
 }
 
 } // namespace

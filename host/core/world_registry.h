@@ -15,6 +15,18 @@ int bytesPerPixel(PF_PixelFormat format);                 // 0 for formats the h
 PF_PixelFormat pixelFormatForDepth(int bitsPerChannel);   // 8, 16, 32
 int depthOfPixelFormat(PF_PixelFormat format);            // 8, 16, 32; 0 if unknown
 
+// Calls f with a value-initialised pixel of the format's type (PF_Pixel, PF_Pixel16, or
+// PF_PixelFloat for any other format), so that one template serves all three depths.
+template <class F>
+decltype(auto) withPixelType(PF_PixelFormat format, F&& f)
+{
+    if (format == PF_PixelFormat_ARGB32)
+        return f(PF_Pixel{});
+    if (format == PF_PixelFormat_ARGB64)
+        return f(PF_Pixel16{});
+    return f(PF_PixelFloat{});
+}
+
 class WorldRegistry {
 public:
     // Fills *world. Unless clear, pixels get an opaque magenta pattern and padding the poison

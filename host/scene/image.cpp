@@ -165,21 +165,31 @@ Image readImage(const std::string& path)
 #endif
 }
 
+void checkOutputFormat(const std::string& path)
+{
+    const std::string ext = lowerExtension(path);
+    if (ext == ".pam") {
+        return;
+    }
+    if (ext != ".png" && ext != ".exr" && ext != ".tif" && ext != ".tiff") {
+        throw ImageError(path, "cannot write '" + ext + "' files; use .png, .exr, .tif, .tiff or .pam");
+    }
+#ifndef ORBULON_WITH_OIIO
+    throw ImageError(path, "this build writes only .pam images ('" + ext + "' needs OpenImageIO)");
+#endif
+}
+
 void writeImage(const std::string& path, const Image& image, int bitDepth)
 {
+    checkOutputFormat(path);
     checkWritable(path, image, bitDepth);
     const std::string ext = lowerExtension(path);
     if (ext == ".pam") {
         writePam(path, image, bitDepth);
         return;
     }
-    if (ext != ".png" && ext != ".exr" && ext != ".tif" && ext != ".tiff") {
-        throw ImageError(path, "cannot write '" + ext + "' files; use .png, .exr, .tif, .tiff or .pam");
-    }
 #ifdef ORBULON_WITH_OIIO
     writeWithOiio(path, image, bitDepth, ext);
-#else
-    throw ImageError(path, "this build writes only .pam images ('" + ext + "' needs OpenImageIO)");
 #endif
 }
 

@@ -33,6 +33,9 @@ Image readImage(const std::string& path);
 // float (32) with premultiplied alpha; .tif/.tiff 8, 16 or float, straight alpha; .pam 8 bits
 // when bitDepth is 8, else 16, straight alpha. Without OpenImageIO only .pam works.
 void writeImage(const std::string& path, const Image& image, int bitDepth);
+// Throws the ImageError writeImage would give for a file name of a kind it cannot write, so
+// that a program can refuse it before rendering.
+void checkOutputFormat(const std::string& path);
 
 // An image of the given size filled with one straight colour.
 Image solidImage(int width, int height, float r, float g, float b, float a);

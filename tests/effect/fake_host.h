@@ -17,7 +17,7 @@
 
 class FakeHost {
 public:
-    static constexpr SPErr kSuiteNotFound = 0x53214664;   // 'S!Fd'
+    static constexpr SPErr kSuiteNotFound = kSPSuiteNotFoundError;
     static constexpr AEGP_PluginID kPluginId = 77;
 
     PF_InData in{};

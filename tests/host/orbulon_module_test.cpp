@@ -75,7 +75,7 @@ TEST_F(Orbulon, AnswersEveryCommandAndShowsItsAboutText)
 TEST_F(Orbulon, PremiereGetsNoAboutText)
 {
     HostConfig config;
-    config.applId = kApplIdPremiere;
+    config.applId = kAppIdPremierePro;
     auto host = loadOrbulon(config);
     std::string about = "unchanged";
     ASSERT_EQ(host->about(&about), PF_Err_NONE);

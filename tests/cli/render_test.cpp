@@ -1,0 +1,98 @@
+// Rendering the example scene to every output format: the files exist with the composition's
+// size (or the downsampled size) and the bit depth asked for.
+#include "cli/cli_scene.h"
+#include "cli/run_program.h"
+#include "host/scene/image.h"
+
+#include <OpenImageIO/imageio.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+
+namespace orbhost::testing {
+namespace {
+
+struct ImageFacts {
+    int width = 0, height = 0, channels = 0;
+    int bits = 0;  // per channel as stored; 0 when unknown
+};
+
+ImageFacts readFacts(const std::string& path)
+{
+    if (path.ends_with(".pam")) {  // not a format OpenImageIO reads
+        const Image image = readImage(path);
+        return {image.width, image.height, 4, 0};
+    }
+    auto input = OIIO::ImageInput::open(path);
+    if (!input)
+        return {};
+    const OIIO::ImageSpec& spec = input->spec();
+    return {spec.width, spec.height, spec.nchannels, int(spec.format.size()) * 8};
+}
+
+struct RenderCase {
+    const char* name;
+    int width, height;  // composition size
+    std::vector<std::string> args;
+    const char* output;
+    int outWidth, outHeight, bits;  // bits 0: not checked
+};
+
+void PrintTo(const RenderCase& c, std::ostream* os) { *os << c.name; }
+
+class RenderTest : public ::testing::TestWithParam<RenderCase> {};
+
+TEST_P(RenderTest, WritesImageOfTheRightSizeAndDepth)
+{
+    const RenderCase& c = GetParam();
+    TempFolder folder(currentTestTag());
+    folder.write("scene.json", withEdit(basicSceneText(), "\"width\": 640, \"height\": 360",
+                                        "\"width\": " + std::to_string(c.width) +
+                                            ", \"height\": " + std::to_string(c.height)));
+    std::vector<std::string> args{folder.file("scene.json"), "-o", folder.file(c.output)};
+    args.insert(args.end(), c.args.begin(), c.args.end());
+
+    const ProgramResult run = runProgram(args);
+    ASSERT_EQ(run.exitCode, 0) << run.transcript();
+    EXPECT_EQ(run.err, "");
+    ASSERT_TRUE(std::filesystem::exists(folder.file(c.output))) << run.transcript();
+    const ImageFacts facts = readFacts(folder.file(c.output));
+    EXPECT_EQ(facts.width, c.outWidth);
+    EXPECT_EQ(facts.height, c.outHeight);
+    EXPECT_EQ(facts.channels, 4);
+    if (c.bits) {
+        EXPECT_EQ(facts.bits, c.bits);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Cli, RenderTest,
+    ::testing::Values(RenderCase{"png_8", 640, 360, {}, "out.png", 640, 360, 8},
+                      RenderCase{"png_16", 640, 360, {"--bit-depth", "16"}, "out.png", 640, 360, 16},
+                      RenderCase{"png_from_32", 64, 48, {"--bit-depth", "32"}, "out.png", 64, 48, 16},
+                      RenderCase{"exr_32", 640, 360, {"--bit-depth", "32"}, "out.exr", 640, 360, 32},
+                      RenderCase{"exr_16_is_half", 64, 48, {"--bit-depth", "16"}, "out.exr", 64, 48, 16},
+                      RenderCase{"pam_8", 640, 360, {}, "out.pam", 640, 360, 0},
+                      RenderCase{"downsample_2_rounds_up", 101, 51, {"--downsample", "2"}, "out.png", 51, 26, 8},
+                      RenderCase{"downsample_x_y", 101, 51, {"--downsample", "3,2"}, "out.exr", 34, 26, 16}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+TEST(CliSequence, FramesRangeWritesOneNumberedFilePerFrame)
+{
+    TempFolder folder(currentTestTag());
+    folder.write("scene.json", basicSceneText());
+    const ProgramResult run =
+        runProgram({folder.file("scene.json"), "--frames", "0:2", "-o", folder.file("out_####.png")});
+    ASSERT_EQ(run.exitCode, 0) << run.transcript();
+
+    std::vector<std::string> written;
+    for (const auto& entry : std::filesystem::directory_iterator(folder.path()))
+        if (entry.path().extension() == ".png")
+            written.push_back(entry.path().filename().string());
+    std::sort(written.begin(), written.end());
+    EXPECT_EQ(written, (std::vector<std::string>{"out_0000.png", "out_0001.png", "out_0002.png"}));
+}
+
+}  // namespace
+}  // namespace orbhost::testing

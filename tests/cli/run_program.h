@@ -1,0 +1,71 @@
+// Runs orbulon-render from the build tree as a child process and captures what it prints.
+#pragma once
+
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace orbhost::testing {
+
+struct ProgramResult {
+    int exitCode = -1;  // 128 + signal number when the program was killed
+    std::string out, err;
+    // For failure messages: everything a user would have seen.
+    std::string transcript() const
+    {
+        return "exit " + std::to_string(exitCode) + "\n--- stdout:\n" + out + "--- stderr:\n" + err;
+    }
+};
+
+inline std::string renderProgram() { return ORBULON_BUILD_DIR "/orbulon-render"; }
+
+// Output goes to files rather than pipes so that a chatty child can never block on a full pipe.
+inline ProgramResult runProgram(const std::vector<std::string>& args)
+{
+    const auto tmp = std::filesystem::temp_directory_path();
+    std::string outPath = (tmp / "orbulon-cli-out-XXXXXX").string();
+    std::string errPath = (tmp / "orbulon-cli-err-XXXXXX").string();
+    const int outFd = ::mkstemp(outPath.data()), errFd = ::mkstemp(errPath.data());
+
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, outFd, STDOUT_FILENO);
+    posix_spawn_file_actions_adddup2(&actions, errFd, STDERR_FILENO);
+
+    std::vector<std::string> argvText{renderProgram()};
+    argvText.insert(argvText.end(), args.begin(), args.end());
+    std::vector<char*> argv;
+    for (std::string& a : argvText)
+        argv.push_back(a.data());
+    argv.push_back(nullptr);
+
+    ProgramResult result;
+    pid_t pid = 0;
+    if (posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ) == 0) {
+        int status = 0;
+        ::waitpid(pid, &status, 0);
+        result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    }
+    posix_spawn_file_actions_destroy(&actions);
+    ::close(outFd);
+    ::close(errFd);
+    const auto slurp = [](const std::string& path) {
+        std::ostringstream text;
+        text << std::ifstream(path).rdbuf();
+        std::filesystem::remove(path);
+        return text.str();
+    };
+    result.out = slurp(outPath);
+    result.err = slurp(errPath);
+    return result;
+}
+
+}  // namespace orbhost::testing
