@@ -74,6 +74,25 @@ std::string flagsText(const ParamDefinition& p)
     return text;
 }
 
+// Text with control characters shown as escapes (an expression ends in a line feed).
+std::string printable(const std::string& text)
+{
+    std::string shown;
+    for (char c : text) {
+        if (c == '\n')
+            shown += "\\n";
+        else if (c == '\t')
+            shown += "\\t";
+        else if (static_cast<unsigned char>(c) < 0x20) {
+            char code[8];
+            std::snprintf(code, sizeof code, "\\x%02x", static_cast<unsigned char>(c));
+            shown += code;
+        } else
+            shown += c;
+    }
+    return shown;
+}
+
 } // namespace
 
 void printParamTable(std::ostream& out, const EffectHost& host)
@@ -97,17 +116,42 @@ void printParamTable(std::ostream& out, const EffectHost& host)
 
 void printUiState(std::ostream& out, const EffectHost& host)
 {
+    const auto& streams = host.paramStreams();
+    const auto streamHidden = [&](int index) {
+        auto it = streams.find(index);
+        return it != streams.end() && (it->second.dynamicFlags & AEGP_DynStreamFlag_HIDDEN);
+    };
     bool any = false;
     for (const ParamDefinition& p : host.params()) {
         const bool disabled = p.uiFlags & PF_PUI_DISABLED, hidden = p.uiFlags & PF_PUI_INVISIBLE;
-        if (!disabled && !hidden)
+        const bool streamHides = streamHidden(p.index);
+        if (!disabled && !hidden && !streamHides)
             continue;
         any = true;
         out << "  " << p.index << " \"" << p.name << "\":" << (disabled ? " greyed out" : "")
-            << (hidden ? " hidden" : "") << '\n';
+            << (hidden ? " hidden" : "") << (streamHides ? " hidden (stream flag)" : "") << '\n';
     }
     if (!any)
         out << "  every parameter is enabled and visible\n";
+
+    out << "Expressions:\n";
+    any = false;
+    for (const auto& [index, stream] : streams) {
+        if (stream.expression.empty())
+            continue;
+        any = true;
+        const std::string name = index < int(host.params().size()) ? host.params()[std::size_t(index)].name : "?";
+        out << "  " << index << " \"" << name << "\"" << (stream.expressionEnabled ? "" : " (disabled)") << ": "
+            << printable(stream.expression) << '\n';
+    }
+    if (!any)
+        out << "  none\n";
+
+    // Own names show what the effect renamed (it names a control layer for its expression).
+    out << "Layer names (own name, source name):\n";
+    const auto& layers = host.composition().model.layers;
+    for (std::size_t i = 0; i < layers.size(); ++i)
+        out << "  " << i << " \"" << layers[i].name << "\", \"" << layers[i].sourceName << "\"\n";
 }
 
 } // namespace orbhost

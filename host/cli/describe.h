@@ -9,7 +9,8 @@ namespace orbhost {
 // index, group nesting, name, type, range, default, flags, disk id: one row per parameter.
 void printParamTable(std::ostream& out, const EffectHost& host);
 
-// Parameters whose UI flags grey them out or hide them.
+// Parameters whose UI flags grey them out or hide them, the expressions the effect set on its
+// parameter streams, and the layers' names as the effect left them.
 void printUiState(std::ostream& out, const EffectHost& host);
 
 } // namespace orbhost

@@ -156,6 +156,8 @@ bool planFault(const std::string& text, FaultPlan& plan)
         plan.failAddParam = nth;
     else if (kind == "checkout")
         plan.failCheckout = nth;
+    else if (kind == "stream")
+        plan.failStreamRead = nth;
     else
         return false;
     return true;
@@ -203,9 +205,9 @@ int main(int argc, char** argv)
     app.add_flag("--stats", stats, "Print timings and peak memory");
     app.add_option("--app", appName, "Pose as another host application")->check(CLI::IsMember({"premiere", "aftereffects"}));
     app.add_flag("--verbose", verbose, "Log host calls, unsupported calls and suite requests");
-    app.add_flag("--ui-state", uiState, "Print which parameters are greyed out or hidden after the render");
+    app.add_flag("--ui-state", uiState, "Print greyed-out and hidden parameters, expressions and layer names after the render");
     app.add_option("--fail-suite", failSuites, "Make the basic suite refuse this suite (repeatable)");
-    app.add_option("--fail", failNth, "Make the Nth attempt fail: handle:N, world:N, add_param:N or checkout:N");
+    app.add_option("--fail", failNth, "Make the Nth attempt fail: handle:N, world:N, add_param:N, checkout:N or stream:N");
     app.add_flag("--command-sweep", sweep, "Send every command number 0..40 and print the answers");
     try {
         app.parse(argc, argv);
@@ -219,7 +221,7 @@ int main(int argc, char** argv)
     faults.unavailableSuites.insert(failSuites.begin(), failSuites.end());
     for (const std::string& f : failNth) {
         if (!planFault(f, faults)) {
-            std::cerr << "orbulon-render: --fail " << f << ": expected handle:N, world:N, add_param:N or checkout:N\n";
+            std::cerr << "orbulon-render: --fail " << f << ": expected handle:N, world:N, add_param:N, checkout:N or stream:N\n";
             return kExitUsage;
         }
     }

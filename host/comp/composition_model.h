@@ -22,8 +22,12 @@ struct Animated {
     std::vector<std::pair<double, T>> keys;
     Animated() = default;
     Animated(T constant) : keys{{0.0, constant}} {}   // NOLINT: a plain value is a constant property
-    T at(double seconds) const;
+    T at(double seconds) const;   // linear between keys, held outside them; T{} without keys
 };
+// Defined in animated.cpp for the value types properties use.
+extern template struct Animated<double>;
+extern template struct Animated<Vec3>;
+extern template struct Animated<std::array<double, 3>>;
 
 enum class LayerKind { Solid, Image, Null, Camera, Light };
 // Values as the host's AEGP_CameraType and AEGP_LightType number them.
@@ -95,7 +99,8 @@ bool isActiveAt(const LayerModel& layer, double seconds);
 double defaultCameraDistance(const CompositionModel& comp);
 
 // Layer space → world: T(−anchor)·S·Rz·Ry·Rx·R(orientation)·R_aim·T(position), then the
-// parents' matrices; the composition's pixel aspect applies where the host's conventions say.
+// parents' matrices. World x is in composition pixels, layer x in source pixels; the turns are
+// done in square units between the two (layer_to_world.cpp). A bad index gives the identity.
 Matrix4 layerToWorld(const CompositionModel& comp, int layer, double seconds);
 
 // The camera that views the composition: the topmost active camera layer, or -1 for none.

@@ -21,6 +21,31 @@ PF_RationalScale rational(double value)
     return {num / g, A_u_long(1000 / g)};
 }
 
+// Makes the model and the pixel list describe the same layers (see Composition).
+void fillModel(Composition& c)
+{
+    CompositionModel& m = c.model;
+    m.width = c.width;
+    m.height = c.height;
+    m.pixelAspect = c.pixelAspect;
+    m.frameRate = c.frameRate;
+    m.duration = c.duration;
+    for (std::size_t i = m.layers.size(); i < c.layers.size(); ++i) {
+        const LayerSource& source = c.layers[i];
+        LayerModel layer;
+        layer.name = layer.sourceName = source.name;
+        layer.width = source.image ? source.image->width : 0;
+        layer.height = source.image ? source.image->height : 0;
+        layer.pixelAspect = source.pixelAspect;
+        layer.duration = c.duration;
+        layer.transform.anchorPoint = Vec3{layer.width / 2.0, layer.height / 2.0, 0};
+        layer.transform.position = Vec3{c.width / 2.0, c.height / 2.0, 0};
+        m.layers.push_back(layer);
+    }
+    for (std::size_t i = c.layers.size(); i < m.layers.size(); ++i)
+        c.layers.push_back({m.layers[i].displayName(), nullptr, m.layers[i].pixelAspect});
+}
+
 } // namespace
 
 const char* commandName(PF_Cmd cmd)
@@ -54,7 +79,8 @@ void fillInData(HostState& s, PF_Cmd cmd)
     in.current_time = s.toTime(s.frame.seconds);
     in.time_step = s.timeStep;
     in.local_time_step = s.timeStep;
-    in.total_time = s.toTime(s.composition.duration);
+    const LayerModel* layerModel = s.modelLayer(s.composition.effectLayer);
+    in.total_time = A_long(std::llround((layerModel ? layerModel->duration : s.composition.duration) * s.timeScale));
     in.time_scale = s.timeScale;
     in.field = PF_Field_FRAME;
     in.width = s.layerWidth();
@@ -244,6 +270,8 @@ const std::vector<CommandRecord>& EffectHost::commandLog() const { return state_
 const Accounting& EffectHost::accounting() const { return state_->accounting; }
 const std::vector<std::string>& EffectHost::warnings() const { return state_->warnings; }
 const std::vector<IteratePass>& EffectHost::iteratePasses() const { return state_->passes; }
+const Composition& EffectHost::composition() const { return state_->composition; }
+const std::map<int, ParamStreamState>& EffectHost::paramStreams() const { return state_->paramStreams; }
 A_u_long EffectHost::effectVersion() const { return state_->myVersion; }
 PF_OutFlags EffectHost::outFlags() const { return state_->outFlags; }
 PF_OutFlags2 EffectHost::outFlags2() const { return state_->outFlags2; }
@@ -274,12 +302,8 @@ void EffectHost::setComposition(Composition composition)
         s.timeScale = A_u_long(std::lround(rate * 100.0));
         s.timeStep = 100;
     }
-    s.layerHandleCells.clear();
-    s.layerHandles.clear();
-    for (std::size_t i = 0; i < s.composition.layers.size(); ++i) {
-        s.layerHandleCells.push_back(std::make_unique<void*>(nullptr));
-        s.layerHandles.push_back(reinterpret_cast<AEGP_LayerH>(s.layerHandleCells.back().get()));
-    }
+    fillModel(s.composition);
+    s.aegp.resetComposition(int(s.composition.layers.size()));
 }
 
 void EffectHost::setParamValues(int index, std::function<ParamValue(double)> valueAt)
@@ -290,12 +314,6 @@ void EffectHost::setParamValues(int index, std::function<ParamValue(double)> val
     if (std::size_t(index) >= s.valueTracks.size())
         s.valueTracks.resize(std::size_t(index) + 1);
     s.valueTracks[std::size_t(index)] = std::move(valueAt);
-}
-
-void EffectHost::setLayerHandle(int layer, AEGP_LayerH handle)
-{
-    if (layer >= 0 && std::size_t(layer) < state_->layerHandles.size())
-        state_->layerHandles[std::size_t(layer)] = handle;
 }
 
 void EffectHost::provideSuite(const std::string& name, int version, const void* table)

@@ -1,6 +1,7 @@
 // The headless host: drives one effect module through the command protocol in the real
 // host's order, serves its callbacks and suites, and keeps accounts of what it hands out.
 #pragma once
+#include "host/comp/composition_model.h"
 #include "host/core/accounting.h"
 #include "host/core/effect_module.h"
 #include "host/core/fault_plan.h"
@@ -11,6 +12,7 @@
 
 #include <functional>
 #include <iosfwd>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -25,22 +27,34 @@ struct HostConfig {
     std::ostream* log = nullptr;       // verbose notes and warnings; std::cerr when null
 };
 
-// One layer of the composition as the effect can see it.
+// The pixels of one composition layer as the effect can check them out.
 struct LayerSource {
-    std::string name;
-    std::shared_ptr<const Image> image;   // full resolution
+    std::string name;                     // used only for layers the model does not describe
+    std::shared_ptr<const Image> image;   // full resolution; null for cameras and lights
     double pixelAspect = 1.0;
 };
 
+// The composition: its settings, the model the AEGP suites serve (names, times, transforms,
+// cameras, lights) and the layers' pixels, both top to bottom. setComposition() makes the two
+// lists the same length: layers missing from the model become plain solids of their image's
+// size, and the settings above override the model's.
 struct Composition {
     int width = 0, height = 0;
     double pixelAspect = 1.0, frameRate = 25.0, duration = 1.0;
     std::vector<LayerSource> layers;
     int effectLayer = 0;                  // index of the layer the effect is applied to
+    CompositionModel model;
+};
+
+// What the effect set on one of its parameter streams through the AEGP stream suites.
+struct ParamStreamState {
+    std::string expression;               // 8-bit text as set ("" = none); never evaluated
+    bool expressionEnabled = true;
+    A_u_long dynamicFlags = 0;            // AEGP_DynStreamFlag_* bits
 };
 
 struct FrameRequest {
-    double seconds = 0;                   // layer time (no remapping: equal to composition time)
+    double seconds = 0;                   // composition time; the effect sees its layer's time
     int bitDepth = 8;                     // 8, 16, 32
     int downsampleX = 1, downsampleY = 1; // render at 1/downsample
 };
@@ -75,7 +89,6 @@ public:
     // Composition and values: set before start() (values may change between frames).
     void setComposition(Composition composition);
     void setParamValues(int index, std::function<ParamValue(double seconds)> valueAt);
-    void setLayerHandle(int layer, AEGP_LayerH handle);   // default: a host-made unique handle
     // Serves a suite table the host does not implement itself (e.g. composition suites).
     void provideSuite(const std::string& name, int version, const void* table);
     FaultPlan& faults();
@@ -107,6 +120,10 @@ public:
     std::vector<Imbalance> liveResources() const;     // handles and worlds the effect still holds
     const std::vector<std::string>& warnings() const;
     const std::vector<IteratePass>& iteratePasses() const;
+    // The composition as the effect left it (layer renames included).
+    const Composition& composition() const;
+    // Expressions and dynamic flags set on parameter streams, by parameter index.
+    const std::map<int, ParamStreamState>& paramStreams() const;
     A_u_long effectVersion() const;
     PF_OutFlags outFlags() const;
     PF_OutFlags2 outFlags2() const;

@@ -16,12 +16,13 @@ struct FaultPlan {
     int failWorldCreation = 0;      // PF_NewWorld / new_world return injectedError
     int failAddParam = 0;           // add_param returns injectedError
     int failCheckout = 0;           // checkout_param returns injectedError
+    int failStreamRead = 0;         // AEGP_GetLayerStreamValue returns A_Err_GENERIC
     PF_Err injectedError = PF_Err_OUT_OF_MEMORY;
 };
 
 // Counts attempts and says whether this one is the planned failure.
 struct FaultCounters {
-    int handleAllocations = 0, worldCreations = 0, addParams = 0, checkouts = 0;
+    int handleAllocations = 0, worldCreations = 0, addParams = 0, checkouts = 0, streamReads = 0;
 };
 
 inline bool injectFault(int& attempts, int failAt)

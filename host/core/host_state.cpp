@@ -29,14 +29,27 @@ void HostState::warn(const std::string& text)
     (config.log ? *config.log : std::cerr) << "warning: " << text << '\n';
 }
 
-A_long HostState::toTime(double seconds) const
+A_long HostState::toTime(double compSeconds) const
 {
-    return A_long(std::llround(seconds * double(timeScale)));
+    return A_long(std::llround((compSeconds - effectLayerIn()) * double(timeScale)));
 }
 
 double HostState::toSeconds(A_long time, A_u_long scale) const
 {
-    return scale ? double(time) / double(scale) : 0.0;
+    return (scale ? double(time) / double(scale) : 0.0) + effectLayerIn();
+}
+
+double HostState::effectLayerIn() const
+{
+    const LayerModel* layer = modelLayer(composition.effectLayer);
+    return layer ? layer->inPoint : 0.0;
+}
+
+const LayerModel* HostState::modelLayer(int index) const
+{
+    if (index < 0 || index >= int(composition.model.layers.size()))
+        return nullptr;
+    return &composition.model.layers[std::size_t(index)];
 }
 
 const LayerSource* HostState::layer(int index) const
@@ -78,7 +91,7 @@ PF_Err HostState::checkOutLayerWorld(int layerIndex, PF_EffectWorld* world)
     if (PF_Err err = layerPixels.makeWorld(worlds, source->image, pixelFormatForDepth(frame.bitDepth),
                                            frame.downsampleX, frame.downsampleY, false, world))
         return err;
-    world->reserved0 = layerHandles[std::size_t(layerIndex)];
+    world->reserved0 = aegp.layer(layerIndex);
     world->pix_aspect_ratio = pixelAspectRatio(source->pixelAspect);
     return PF_Err_NONE;
 }
@@ -121,7 +134,7 @@ PF_ParamDef HostState::paramRecordAt(int index, double seconds) const
         std::memset(&record.u.ld, 0, sizeof record.u.ld);
         const int layerIndex = layerOfParam(index, seconds);
         if (layer(layerIndex))
-            record.u.ld.reserved0 = layerHandles[std::size_t(layerIndex)];
+            record.u.ld.reserved0 = aegp.layer(layerIndex);
         return record;
     }
     writeParamValue(param, valueAt(index, seconds), 1.0 / std::max(1, frame.downsampleX),

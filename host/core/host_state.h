@@ -1,5 +1,6 @@
 // Everything the host keeps while it drives an effect; shared by the callback and suite files.
 #pragma once
+#include "host/core/aegp_objects.h"
 #include "host/core/effect_host.h"
 #include "host/core/handle_registry.h"
 #include "host/core/layer_pixels.h"
@@ -46,8 +47,10 @@ struct HostState {
     Composition composition;
     std::vector<std::function<ParamValue(double)>> valueTracks;
     std::vector<std::optional<ParamValue>> lastSeen;   // supervised values the effect was told about
-    std::vector<std::unique_ptr<void*>> layerHandleCells;
-    std::vector<AEGP_LayerH> layerHandles;
+    AegpObjects aegp;                                  // layer, comp, item, effect and stream handles
+    HandleRegistry memHandles;                         // AEGP memory handles
+    std::map<const void*, std::string> memHandleNames; // what each was allocated for
+    std::map<int, ParamStreamState> paramStreams;      // expressions and flags set on parameter streams
 
     std::vector<ParamDefinition> params;
     int openGroups = 0;
@@ -84,8 +87,11 @@ struct HostState {
     // Helpers used by the callbacks.
     void note(const std::string& text) const;         // verbose only
     void warn(const std::string& text);               // always
-    A_long toTime(double seconds) const;
-    double toSeconds(A_long time, A_u_long scale) const;
+    // Effect times are the effect layer's time: composition seconds − its in point.
+    A_long toTime(double compSeconds) const;                  // → effect time in timeScale units
+    double toSeconds(A_long time, A_u_long scale) const;      // effect time → composition seconds
+    double effectLayerIn() const;
+    const LayerModel* modelLayer(int index) const;
     ParamValue valueAt(int index, double seconds) const;
     int layerWidth() const;
     int layerHeight() const;
@@ -137,9 +143,20 @@ const PF_ParamUtilsSuite1* paramUtilsSuite();
 const PF_ANSICallbacksSuite1* ansiSuite();
 const HandleSuite1* handleSuite();
 const AEGP_UtilitySuite5* aegpUtilitySuite();
+const AEGP_PFInterfaceSuite1* aegpPFInterfaceSuite();
+const AEGP_LayerSuite6* aegpLayerSuite12();
+const AEGP_LayerSuite5* aegpLayerSuite11();
+const AEGP_CompSuite5* aegpCompSuite();
+const AEGP_ItemSuite8* aegpItemSuite();
+const AEGP_CameraSuite2* aegpCameraSuite();
+const AEGP_LightSuite2* aegpLightSuite();
+const AEGP_StreamSuite4* aegpStreamSuite();
+const AEGP_DynamicStreamSuite4* aegpDynamicStreamSuite();
+const AEGP_EffectSuite3* aegpEffectSuite();
+const AEGP_MemorySuite1* aegpMemorySuite();
 
-// Registers the suites the host implements (world, sampling, param utils, ANSI, handle,
-// AEGP utility, and error-only tables for suites that are acquired but not used).
+// Registers the suites the host implements (world, sampling, param utils, ANSI, handle, the
+// AEGP suites, and error-only tables for suites that are acquired but not used).
 void registerHostSuites(HostState& host);
 
 } // namespace orbhost

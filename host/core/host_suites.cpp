@@ -36,6 +36,17 @@ void registerHostSuites(HostState& host)
     serve(kPFANSISuite, kPFANSISuiteVersion1, ansiSuite());
     serve(kPFHandleSuite, kPFHandleSuiteVersion1, handleSuite());
     serve(kAEGPUtilitySuite, kAEGPUtilitySuiteVersion5, aegpUtilitySuite());
+    serve(kAEGPPFInterfaceSuite, kAEGPPFInterfaceSuiteVersion1, aegpPFInterfaceSuite());
+    serve(kAEGPLayerSuite, kAEGPLayerSuiteVersion6, aegpLayerSuite12());
+    serve(kAEGPLayerSuite, kAEGPLayerSuiteVersion5, aegpLayerSuite11());
+    serve(kAEGPCompSuite, kAEGPCompSuiteVersion5, aegpCompSuite());
+    serve(kAEGPItemSuite, kAEGPItemSuiteVersion8, aegpItemSuite());
+    serve(kAEGPCameraSuite, kAEGPCameraSuiteVersion2, aegpCameraSuite());
+    serve(kAEGPLightSuite, kAEGPLightSuiteVersion2, aegpLightSuite());
+    serve(kAEGPStreamSuite, kAEGPStreamSuiteVersion4, aegpStreamSuite());
+    serve(kAEGPDynamicStreamSuite, kAEGPDynamicStreamSuiteVersion4, aegpDynamicStreamSuite());
+    serve(kAEGPEffectSuite, kAEGPEffectSuiteVersion3, aegpEffectSuite());
+    serve(kAEGPMemorySuite, kAEGPMemorySuiteVersion1, aegpMemorySuite());
     serve(kPFPathQuerySuite, kPFPathQuerySuiteVersion1, errorOnlyTable<kPFPathQuerySuite>());
     serve(kAEGPMaskSuite, 5, errorOnlyTable<kAEGPMaskSuite>());
     serve(kAEGPKeyframeSuite, 4, errorOnlyTable<kAEGPKeyframeSuite>());

@@ -24,7 +24,9 @@ std::string numberText(double v)
 }
 
 // Converts one key value; returns an empty string or the problem.
-std::string convert(const ParamDefinition& param, const json& value, const Scene& scene, ParamValue* out)
+// `layerNames` are the layers' display names, top to bottom.
+std::string convert(const ParamDefinition& param, const json& value, const std::vector<std::string>& layerNames,
+                    ParamValue* out)
 {
     const PF_ParamType type = param.def.param_type;
     switch (type) {
@@ -99,8 +101,8 @@ std::string convert(const ParamDefinition& param, const json& value, const Scene
             return {};
         }
         if (value.is_string()) {
-            for (std::size_t i = 0; i < scene.layers.size(); ++i)
-                if (scene.layers[i].name == value.get<std::string>()) {
+            for (std::size_t i = 0; i < layerNames.size(); ++i)
+                if (layerNames[i] == value.get<std::string>()) {
                     out->layer = int(i);
                     return {};
                 }
@@ -127,10 +129,13 @@ Composition compositionFromScene(const Scene& scene)
     comp.pixelAspect = scene.pixelAspect;
     comp.frameRate = scene.frameRate;
     comp.duration = scene.duration;
+    comp.model = compositionModel(scene);
     for (std::size_t i = 0; i < scene.layers.size(); ++i) {
         const Layer& layer = scene.layers[i];
-        comp.layers.push_back({layer.name, std::make_shared<Image>(layer.image), scene.pixelAspect});
-        if (layer.name == scene.effectLayer)
+        // Cameras and lights have no pixels.
+        auto image = layer.image.width > 0 ? std::make_shared<Image>(layer.image) : nullptr;
+        comp.layers.push_back({layer.displayName(), std::move(image), layer.pixelAspect});
+        if (layer.displayName() == scene.effectLayer)
             comp.effectLayer = int(i);
     }
     return comp;
@@ -140,6 +145,12 @@ void bindScene(EffectHost& host, const Scene& scene)
 {
     std::vector<std::string> problems;
     std::vector<std::pair<int, std::shared_ptr<ParamTrack>>> bound;
+    // Layer parameters name layers by what the user sees; renames by the effect come later and
+    // do not change what a track refers to.
+    auto names = std::make_shared<std::vector<std::string>>();
+    for (const Layer& layer : scene.layers)
+        names->push_back(layer.displayName());
+    const std::vector<std::string>& layerNames = *names;
     for (const ParamTrack& track : scene.params) {
         const std::string where = scene.file + ": " + track.jsonPath + ": ";
         const int index = host.paramIndex(track.name);
@@ -151,7 +162,7 @@ void bindScene(EffectHost& host, const Scene& scene)
         bool ok = true;
         for (const ParamKey& key : track.keys) {
             ParamValue value;
-            const std::string problem = convert(param, key.value, scene, &value);
+            const std::string problem = convert(param, key.value, layerNames, &value);
             if (!problem.empty()) {
                 problems.push_back(where + problem);
                 ok = false;
@@ -165,22 +176,13 @@ void bindScene(EffectHost& host, const Scene& scene)
         throw BindError(problems);
 
     host.setComposition(compositionFromScene(scene));
-    // The value functions outlive the scene: they keep only what conversion reads, the layer
-    // names, shared by every track.
-    auto layerScene = std::make_shared<Scene>();
-    layerScene->layers.reserve(scene.layers.size());
-    for (const Layer& layer : scene.layers) {
-        Layer named;
-        named.name = layer.name;
-        layerScene->layers.push_back(std::move(named));
-    }
     for (auto& [index, track] : bound) {
         const ParamDefinition param = host.params()[std::size_t(index)];
-        host.setParamValues(index, [param, track, layerScene](double seconds) {
+        host.setParamValues(index, [param, track, names](double seconds) {
             const json value = holdsValue(param.def.param_type) ? heldValueAt(*track, seconds)
                                                                  : valueAt(*track, seconds);
             ParamValue result;
-            convert(param, value, *layerScene, &result);
+            convert(param, value, *names, &result);
             return result;
         });
     }

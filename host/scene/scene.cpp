@@ -9,7 +9,8 @@
 namespace orbhost {
 namespace {
 
-// Far deeper than any scene needs (the deepest place in the format is 6 levels down).
+// Far deeper than any scene needs (the deepest place in the format, a component of a keyframed
+// light colour, is 8 levels down).
 constexpr int kMaxJsonDepth = 64;
 
 // The parser's own message without its exception tag and position, which we give ourselves.
@@ -66,7 +67,7 @@ int frameCount(const Scene& scene)
 const Layer* findLayer(const Scene& scene, std::string_view name)
 {
     const auto it = std::find_if(scene.layers.begin(), scene.layers.end(),
-                                 [&](const Layer& layer) { return layer.name == name; });
+                                 [&](const Layer& layer) { return layer.displayName() == name; });
     return it == scene.layers.end() ? nullptr : &*it;
 }
 

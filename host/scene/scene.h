@@ -3,6 +3,7 @@
 // before anything renders.
 #pragma once
 
+#include "host/comp/composition_model.h"
 #include "host/scene/image.h"
 #include "host/scene/param_track.h"
 
@@ -25,13 +26,14 @@ struct SceneError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-struct Layer {
-    std::string name;
+// A composition layer as the scene file describes it: the model's view of it (kind, names,
+// times, switches, transform, camera and light settings; width and height are the source size)
+// plus what the host needs to serve its pixels.
+struct Layer : LayerModel {
     std::string jsonPath;        // e.g. /layers/1
-    enum class Kind { Solid, Image } kind = Kind::Solid;
     std::string file;            // image layers: the path resolved against the scene file's folder
-    Image image;                 // image layers: the loaded pixels; solid layers: width x height filled with colour
-    int width = 0, height = 0;
+    Image image;                 // image layers: the loaded pixels; solids: width x height filled with
+                                 // colour; nulls: transparent; cameras and lights: empty
     std::array<float, 4> color{0, 0, 0, 0};  // solids: r, g, b, a in 0..1
 };
 
@@ -45,7 +47,8 @@ struct Scene {
     std::string file;                  // the scene file's path as given, for messages
     int width = 0, height = 0;         // composition size in pixels
     double pixelAspect = 1.0, frameRate = 25.0, duration = 1.0;  // duration in seconds
-    std::string effectLayer;           // name of the layer the effect is applied to; names a layer
+    double defaultCameraDistance = 0;  // pixels; 0: the composition model's default rule
+    std::string effectLayer;           // display name of the layer the effect is applied to: a solid or image
     std::vector<Layer> layers;         // top to bottom
     std::vector<ParamTrack> params;    // effect parameter values, sorted by name; the host core binds
                                        // the names and reports problems with each track's jsonPath
@@ -60,9 +63,12 @@ Scene parseSceneText(const std::string& text, const std::string& fileForMessages
 
 // Number of frames in the composition: those whose start time lies before its duration.
 int frameCount(const Scene& scene);
-// The layer of that name, or nullptr.
+// The layer whose displayName() is that name, or nullptr.
 const Layer* findLayer(const Scene& scene, std::string_view name);
 // The effect's layer (parseScene guarantees it exists).
 const Layer& effectLayer(const Scene& scene);
+
+// The composition as the model sees it: the scene's composition settings and its layers, sliced.
+CompositionModel compositionModel(const Scene& scene);
 
 }  // namespace orbhost

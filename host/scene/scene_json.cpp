@@ -82,6 +82,12 @@ const nlohmann::json& expectArray(const nlohmann::json& value, const JsonPlace& 
 void rejectUnknownKeys(const nlohmann::json& object, const JsonPlace& place,
                        std::initializer_list<std::string_view> allowed)
 {
+    rejectUnknownKeys(object, place, std::vector<std::string_view>(allowed));
+}
+
+void rejectUnknownKeys(const nlohmann::json& object, const JsonPlace& place,
+                       const std::vector<std::string_view>& allowed)
+{
     for (const auto& item : object.items()) {
         bool known = false;
         for (const std::string_view key : allowed) {
@@ -144,6 +150,29 @@ double readPositive(const nlohmann::json& value, const JsonPlace& place)
         fail(place, "must be greater than 0, got " + numberText(number));
     }
     return number;
+}
+
+double readNumberIn(const nlohmann::json& value, const JsonPlace& place, double lo, double hi)
+{
+    const double number = readNumber(value, place);
+    if (number < lo || number > hi) {
+        if (std::isinf(hi)) {
+            fail(place, "must be at least " + numberText(lo) + ", got " + numberText(number));
+        }
+        if (std::isinf(lo)) {
+            fail(place, "must be at most " + numberText(hi) + ", got " + numberText(number));
+        }
+        fail(place, "must be between " + numberText(lo) + " and " + numberText(hi) + ", got " + numberText(number));
+    }
+    return number;
+}
+
+bool readBool(const nlohmann::json& value, const JsonPlace& place)
+{
+    if (!value.is_boolean()) {
+        fail(place, "expected true or false, got " + describeType(value));
+    }
+    return value.get<bool>();
 }
 
 std::string readNonEmptyString(const nlohmann::json& value, const JsonPlace& place)

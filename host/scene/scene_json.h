@@ -6,8 +6,10 @@
 
 #include <array>
 #include <initializer_list>
+#include <limits>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace orbhost {
 
@@ -26,6 +28,8 @@ const nlohmann::json& expectObject(const nlohmann::json& value, const JsonPlace&
 const nlohmann::json& expectArray(const nlohmann::json& value, const JsonPlace& place);
 void rejectUnknownKeys(const nlohmann::json& object, const JsonPlace& place,
                        std::initializer_list<std::string_view> allowed);
+void rejectUnknownKeys(const nlohmann::json& object, const JsonPlace& place,
+                       const std::vector<std::string_view>& allowed);
 // The member, or nullptr when the key is absent.
 const nlohmann::json* findKey(const nlohmann::json& object, std::string_view key);
 const nlohmann::json& requireKey(const nlohmann::json& object, const JsonPlace& place, std::string_view key);
@@ -35,6 +39,11 @@ int readInt(const nlohmann::json& value, const JsonPlace& place, int lo, int hi)
 // A finite number.
 double readNumber(const nlohmann::json& value, const JsonPlace& place);
 double readPositive(const nlohmann::json& value, const JsonPlace& place);
+inline constexpr double kInfinity = std::numeric_limits<double>::infinity();
+
+// A finite number in lo..hi; either bound may be infinite.
+double readNumberIn(const nlohmann::json& value, const JsonPlace& place, double lo, double hi);
+bool readBool(const nlohmann::json& value, const JsonPlace& place);
 std::string readNonEmptyString(const nlohmann::json& value, const JsonPlace& place);
 // [r, g, b] or [r, g, b, a], each in 0..1; alpha defaults to 1.
 std::array<float, 4> readColor(const nlohmann::json& value, const JsonPlace& place);

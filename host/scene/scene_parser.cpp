@@ -2,6 +2,8 @@
 // checked before any image is read, so a typo costs no loading time.
 #include "host/scene/scene.h"
 
+#include "host/scene/keyframes_json.h"
+#include "host/scene/layer_parser.h"
 #include "host/scene/scene_json.h"
 
 #include <cmath>
@@ -21,7 +23,7 @@ void parseComposition(const json& doc, const JsonPlace& root, Scene& scene)
 {
     const JsonPlace place = child(root, "composition");
     const json& comp = expectObject(requireKey(doc, root, "composition"), place);
-    rejectUnknownKeys(comp, place, {"width", "height", "pixelAspect", "frameRate", "duration"});
+    rejectUnknownKeys(comp, place, {"width", "height", "pixelAspect", "frameRate", "duration", "defaultCameraDistance"});
     scene.width = readInt(requireKey(comp, place, "width"), child(place, "width"), 1, kMaxImageSide);
     scene.height = readInt(requireKey(comp, place, "height"), child(place, "height"), 1, kMaxImageSide);
     if (const json* v = findKey(comp, "pixelAspect")) {
@@ -33,41 +35,12 @@ void parseComposition(const json& doc, const JsonPlace& root, Scene& scene)
     if (const json* v = findKey(comp, "duration")) {
         scene.duration = readPositive(*v, child(place, "duration"));
     }
+    if (const json* v = findKey(comp, "defaultCameraDistance")) {
+        scene.defaultCameraDistance = readPositive(*v, child(place, "defaultCameraDistance"));
+    }
     if (scene.duration * scene.frameRate > double(std::numeric_limits<int>::max())) {
         fail(findKey(comp, "duration") ? child(place, "duration") : place, "the composition has too many frames");
     }
-}
-
-Layer parseLayer(const json& value, const JsonPlace& place, const Scene& scene)
-{
-    expectObject(value, place);
-    Layer layer;
-    layer.jsonPath = place.pointer;
-    const std::string type = readNonEmptyString(requireKey(value, place, "type"), child(place, "type"));
-    if (type == "solid") {
-        layer.kind = Layer::Kind::Solid;
-        rejectUnknownKeys(value, place, {"name", "type", "width", "height", "color"});
-        layer.width = scene.width;
-        layer.height = scene.height;
-        layer.color = {0, 0, 0, 1};
-        if (const json* v = findKey(value, "width")) {
-            layer.width = readInt(*v, child(place, "width"), 1, kMaxImageSide);
-        }
-        if (const json* v = findKey(value, "height")) {
-            layer.height = readInt(*v, child(place, "height"), 1, kMaxImageSide);
-        }
-        if (const json* v = findKey(value, "color")) {
-            layer.color = readColor(*v, child(place, "color"));
-        }
-    } else if (type == "image") {
-        layer.kind = Layer::Kind::Image;
-        rejectUnknownKeys(value, place, {"name", "type", "file"});
-        layer.file = readNonEmptyString(requireKey(value, place, "file"), child(place, "file"));
-    } else {
-        fail(child(place, "type"), "unknown layer type '" + type + "' (expected 'solid' or 'image')");
-    }
-    layer.name = readNonEmptyString(requireKey(value, place, "name"), child(place, "name"));
-    return layer;
 }
 
 void parseLayers(const json& doc, const JsonPlace& root, Scene& scene)
@@ -77,16 +50,32 @@ void parseLayers(const json& doc, const JsonPlace& root, Scene& scene)
     if (layers.empty()) {
         fail(place, "a scene needs at least one layer");
     }
-    std::map<std::string, std::string> seen;  // name -> pointer of its first layer
+    std::map<std::string, std::string> seen;  // display name -> pointer of its first layer
     for (size_t i = 0; i < layers.size(); ++i) {
         Layer layer = parseLayer(layers[i], child(place, i), scene);
-        const auto [it, inserted] = seen.emplace(layer.name, layer.jsonPath);
+        const auto [it, inserted] = seen.emplace(layer.displayName(), layer.jsonPath);
         if (!inserted) {
-            fail(child(child(place, i), "name"),
-                 "duplicate layer name '" + layer.name + "' (also at " + it->second + ")");
+            // An unnamed image layer goes by its file's name, so the remedy is a name.
+            const bool named = !layer.name.empty();
+            fail(named ? child(child(place, i), "name") : child(place, i),
+                 "duplicate layer name '" + layer.displayName() + "' (also at " + it->second + ")" +
+                     (named ? "" : "; give the layer a \"name\""));
         }
         scene.layers.push_back(std::move(layer));
     }
+    resolveParents(layers, place, scene);
+}
+
+const char* kindName(LayerKind kind)
+{
+    switch (kind) {
+    case LayerKind::Solid: return "a solid";
+    case LayerKind::Image: return "an image";
+    case LayerKind::Null: return "a null";
+    case LayerKind::Camera: return "a camera";
+    case LayerKind::Light: return "a light";
+    }
+    return "a layer";
 }
 
 ParamTrack parseTrack(const std::string& name, const json& value, const JsonPlace& place, const Scene& scene)
@@ -101,33 +90,12 @@ ParamTrack parseTrack(const std::string& name, const json& value, const JsonPlac
         track.keys.push_back({0.0, value});
         return track;
     }
-    rejectUnknownKeys(value, place, {"keys"});
-    const JsonPlace keysPlace = child(place, "keys");
-    const json& keys = expectArray(requireKey(value, place, "keys"), keysPlace);
-    if (keys.empty()) {
-        fail(keysPlace, "needs at least one keyframe");
-    }
-    for (size_t i = 0; i < keys.size(); ++i) {
-        const JsonPlace keyPlace = child(keysPlace, i);
-        if (!keys[i].is_array() || keys[i].size() != 2) {
-            fail(keyPlace, "expected a keyframe [time_seconds, value], got " + describeType(keys[i]) +
-                               (keys[i].is_array() ? " of " + std::to_string(keys[i].size()) + " values" : ""));
+    forEachKeyframe(value, place, scene.duration, [&](double time, const json& v, const JsonPlace& at) {
+        if (v.is_object()) {
+            fail(at, "a keyframe value cannot be an object");
         }
-        const JsonPlace timePlace = child(keyPlace, size_t{0});
-        const double time = readNumber(keys[i][0], timePlace);
-        if (time < 0 || time > scene.duration) {
-            fail(timePlace, "keyframe time " + keys[i][0].dump() + " is outside the composition (0.." +
-                                json(scene.duration).dump() + " seconds)");
-        }
-        if (!track.keys.empty() && !(time > track.keys.back().time)) {
-            fail(timePlace, "keyframe times must increase (" + keys[i][0].dump() + " follows " +
-                                json(track.keys.back().time).dump() + ")");
-        }
-        if (keys[i][1].is_object()) {
-            fail(child(keyPlace, 1), "a keyframe value cannot be an object");
-        }
-        track.keys.push_back({time, keys[i][1]});
-    }
+        track.keys.push_back({time, v});
+    });
     return track;
 }
 
@@ -138,8 +106,13 @@ void parseEffect(const json& doc, const JsonPlace& root, Scene& scene)
     rejectUnknownKeys(effect, place, {"layer", "params"});
     const JsonPlace layerPlace = child(place, "layer");
     scene.effectLayer = readNonEmptyString(requireKey(effect, place, "layer"), layerPlace);
-    if (findLayer(scene, scene.effectLayer) == nullptr) {
+    const Layer* layer = findLayer(scene, scene.effectLayer);
+    if (layer == nullptr) {
         fail(layerPlace, "no layer is named '" + scene.effectLayer + "'");
+    }
+    if (layer->kind != LayerKind::Solid && layer->kind != LayerKind::Image) {
+        fail(layerPlace, "the effect needs a solid or image layer; '" + scene.effectLayer + "' is " +
+                             kindName(layer->kind));
     }
     if (const json* params = findKey(effect, "params")) {
         const JsonPlace paramsPlace = child(place, "params");
@@ -202,10 +175,17 @@ void loadLayerPixels(Layer& layer, const std::string& file, const std::string& b
 {
     const JsonPlace place{file, layer.jsonPath};
     try {
-        if (layer.kind == Layer::Kind::Solid) {
+        switch (layer.kind) {
+        case LayerKind::Solid:
             layer.image = solidImage(layer.width, layer.height, layer.color[0], layer.color[1], layer.color[2],
                                      layer.color[3]);
             return;
+        case LayerKind::Null:
+            layer.image = solidImage(layer.width, layer.height, 0, 0, 0, 0);
+            return;
+        case LayerKind::Camera:
+        case LayerKind::Light: return;
+        case LayerKind::Image: break;
         }
         const std::string written = layer.file;
         const std::filesystem::path path(written);
@@ -217,6 +197,7 @@ void loadLayerPixels(Layer& layer, const std::string& file, const std::string& b
         }
         layer.width = layer.image.width;
         layer.height = layer.image.height;
+        setDefaultAnchor(layer);
     } catch (const std::bad_alloc&) {
         fail(place, "not enough memory for a " + std::to_string(layer.width) + "x" + std::to_string(layer.height) +
                         " layer");

@@ -58,7 +58,7 @@ INSTANTIATE_TEST_SUITE_P(
         BrokenScene{"radius_below_range", "\"Radius\": 150", "\"Radius\": -5", "/effect/params/Radius", "-5"},
         BrokenScene{"popup_choice_out_of_range", "\"Specular\": 30", "\"Render Side\": 7",
                     "/effect/params/Render Side", "7"},
-        BrokenScene{"missing_texture_file", ORBULON_SOURCE_DIR "/scenes/uv_grid.pam", "missing.png", "/layers/1/file",
+        BrokenScene{"missing_texture_file", ORBULON_SOURCE_DIR "/scenes/textures/grid.pam", "missing.png", "/layers/1/file",
                     "missing.png"},
         BrokenScene{"effect_on_unknown_layer", "\"layer\": \"Sphere\"", "\"layer\": \"Spehre\"", "/effect/layer",
                     "Spehre"},

@@ -17,8 +17,8 @@ inline std::string basicSceneText()
     std::ostringstream text;
     text << std::ifstream(ORBULON_SOURCE_DIR "/scenes/basic.json").rdbuf();
     std::string scene = text.str();
-    const std::string texture = "\"uv_grid.pam\"";
-    scene.replace(scene.find(texture), texture.size(), "\"" ORBULON_SOURCE_DIR "/scenes/uv_grid.pam\"");
+    const std::string texture = "\"textures/grid.pam\"";
+    scene.replace(scene.find(texture), texture.size(), "\"" ORBULON_SOURCE_DIR "/scenes/textures/grid.pam\"");
     return scene;
 }
 

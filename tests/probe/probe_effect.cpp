@@ -1,7 +1,10 @@
 // The probe effect: registers one parameter of each common type, logs every command and the
 // values it checks out, and exercises host callbacks on request. PROBE_ACTIONS (read at
 // global set-up) holds comma-separated actions: leak_checkout, leak_suite, leak_handle,
-// leak_world, use_world, iterate_fail.
+// leak_world, use_world, iterate_fail; and AEGP calls: aegp_rename (USER_CHANGED_PARAM of
+// "Layer": names the chosen layer after its source when it has no name of its own and sets an
+// expression naming it on "Watched"), aegp_camera (SMART_RENDER logs the effect camera's layer
+// index), aegp_leak (SMART_RENDER keeps an effect reference, a stream and two name handles).
 #include "hostapi/host_api.h"
 
 #include <atomic>
@@ -23,6 +26,7 @@ namespace {
 std::string gLog;
 std::string gActions;
 PF_Handle gGlobal = nullptr;
+AEGP_PluginID gPluginId = 0;
 
 bool wants(const char* action)
 {
@@ -102,8 +106,126 @@ PF_Err globalSetup(PF_InData* in, PF_OutData* out)
     if (!gGlobal)
         return PF_Err_OUT_OF_MEMORY;
     out->global_data = gGlobal;
+    gPluginId = id;
     logLine("plugin id " + std::to_string(id));
     return PF_Err_NONE;
+}
+
+// A suite acquired for the length of one action.
+template <class Suite>
+struct Acquired {
+    PF_InData* in;
+    const char* name;
+    int version;
+    const Suite* suite = nullptr;
+    Acquired(PF_InData* i, const char* n, int v) : in(i), name(n), version(v)
+    {
+        const void* table = nullptr;
+        if (!in->pica_basicP->AcquireSuite(name, version, &table))
+            suite = static_cast<const Suite*>(table);
+    }
+    ~Acquired()
+    {
+        if (suite)
+            in->pica_basicP->ReleaseSuite(name, version);
+    }
+};
+
+std::string utf16Text(const AEGP_MemorySuite1* mem, AEGP_MemHandle handle)
+{
+    void* data = nullptr;
+    std::string text;
+    if (!handle || mem->AEGP_LockMemHandle(handle, &data))
+        return "?";
+    for (const A_UTF16Char* c = static_cast<const A_UTF16Char*>(data); *c; ++c)
+        text += char(*c < 0x80 ? *c : '?');
+    mem->AEGP_UnlockMemHandle(handle);
+    return text;
+}
+
+// What the effect does when the user picks a control layer: name it if it has no name of its
+// own, then refer to it by name from an expression.
+void renameAndRefer(PF_InData* in, PF_ParamDef* params[])
+{
+    Acquired<AEGP_PFInterfaceSuite1> pf(in, kAEGPPFInterfaceSuite, 1);
+    Acquired<AEGP_StreamSuite4> streams(in, kAEGPStreamSuite, 9);
+    Acquired<AEGP_DynamicStreamSuite4> dynamic(in, kAEGPDynamicStreamSuite, 5);
+    Acquired<AEGP_EffectSuite3> effects(in, kAEGPEffectSuite, 3);
+    Acquired<AEGP_LayerSuite6> layers(in, kAEGPLayerSuite, 12);
+    Acquired<AEGP_LayerSuite5> layers11(in, kAEGPLayerSuite, 11);
+    Acquired<AEGP_MemorySuite1> mem(in, kAEGPMemorySuite, 1);
+    if (!pf.suite || !streams.suite || !dynamic.suite || !effects.suite || !layers.suite || !layers11.suite || !mem.suite) {
+        logLine("aegp suites missing");
+        return;
+    }
+    AEGP_EffectRefH effect = nullptr;
+    AEGP_StreamRefH stream = nullptr;
+    A_Err err = pf.suite->AEGP_GetNewEffectForEffect(gPluginId, in->effect_ref, &effect);
+    if (!err)
+        err = streams.suite->AEGP_GetNewEffectStreamByIndex(gPluginId, effect, 10, &stream);
+    auto layer = static_cast<AEGP_LayerH>(params[1]->u.ld.reserved0);
+    std::string expression;
+    if (!err && layer) {
+        AEGP_MemHandle own = nullptr, source = nullptr;
+        err = layers.suite->AEGP_GetLayerName(gPluginId, layer, &own, &source);
+        const std::string ownName = utf16Text(mem.suite, own), sourceName = utf16Text(mem.suite, source);
+        logLine("names own=\"" + ownName + "\" source=\"" + sourceName + "\"");
+        if (!err && ownName.empty()) {
+            void* data = nullptr;
+            mem.suite->AEGP_LockMemHandle(source, &data);
+            err = layers.suite->AEGP_SetLayerName(layer, static_cast<const A_UTF16Char*>(data));
+            mem.suite->AEGP_UnlockMemHandle(source);
+        }
+        mem.suite->AEGP_FreeMemHandle(own);
+        mem.suite->AEGP_FreeMemHandle(source);
+        A_char name[AEGP_MAX_LAYER_NAME_SIZE] = {};
+        if (!err)
+            err = layers11.suite->AEGP_GetLayerName(layer, name, nullptr);
+        expression = std::string("thisComp.layer(\"") + name + "\")\n";
+    }
+    if (!err)
+        err = streams.suite->AEGP_SetExpression(gPluginId, stream, expression.c_str());
+    if (!err)
+        err = dynamic.suite->AEGP_SetDynamicStreamFlag(stream, AEGP_DynStreamFlag_HIDDEN, false, true);
+    logLine("rename err=" + std::to_string(err));
+    if (stream)
+        streams.suite->AEGP_DisposeStream(stream);
+    if (effect)
+        effects.suite->AEGP_DisposeEffect(effect);
+}
+
+void logEffectCamera(PF_InData* in)
+{
+    Acquired<AEGP_PFInterfaceSuite1> pf(in, kAEGPPFInterfaceSuite, 1);
+    Acquired<AEGP_LayerSuite6> layers(in, kAEGPLayerSuite, 12);
+    if (!pf.suite || !layers.suite)
+        return;
+    A_Time compTime{};
+    AEGP_LayerH camera = nullptr;
+    A_long index = -1;
+    A_Err err = pf.suite->AEGP_ConvertEffectToCompTime(in->effect_ref, in->current_time, in->time_scale, &compTime);
+    if (!err)
+        err = pf.suite->AEGP_GetEffectCamera(in->effect_ref, &compTime, &camera);
+    if (!err && camera)
+        err = layers.suite->AEGP_GetLayerIndex(camera, &index);
+    logLine("camera err=" + std::to_string(err) + " layer=" + std::to_string(index));
+}
+
+void leakAegpObjects(PF_InData* in)
+{
+    Acquired<AEGP_PFInterfaceSuite1> pf(in, kAEGPPFInterfaceSuite, 1);
+    Acquired<AEGP_StreamSuite4> streams(in, kAEGPStreamSuite, 9);
+    Acquired<AEGP_LayerSuite6> layers(in, kAEGPLayerSuite, 12);
+    if (!pf.suite || !streams.suite || !layers.suite)
+        return;
+    AEGP_EffectRefH effect = nullptr;
+    AEGP_StreamRefH stream = nullptr;
+    AEGP_LayerH layer = nullptr;
+    AEGP_MemHandle own = nullptr, source = nullptr;
+    pf.suite->AEGP_GetNewEffectForEffect(gPluginId, in->effect_ref, &effect);
+    streams.suite->AEGP_GetNewEffectStreamByIndex(gPluginId, effect, 2, &stream);
+    pf.suite->AEGP_GetEffectLayer(in->effect_ref, &layer);
+    layers.suite->AEGP_GetLayerName(gPluginId, layer, &own, &source);
 }
 
 struct IterateState {
@@ -160,6 +282,11 @@ PF_Err smartRender(PF_InData* in, PF_SmartRenderExtra* extra)
     for (int i = 1; i <= 10; ++i)
         if (i != 9 && !(i == 2 && wants("leak_checkout")))
             in->inter.checkin_param(in->effect_ref, &p[i]);
+
+    if (wants("aegp_camera"))
+        logEffectCamera(in);
+    if (wants("aegp_leak"))
+        leakAegpObjects(in);
 
     PF_EffectWorld* input = nullptr;
     PF_EffectWorld* output = nullptr;
@@ -241,6 +368,8 @@ PROBE_EXPORT PF_Err ProbeMain(PF_Cmd cmd, PF_InData* in, PF_OutData* out, PF_Par
     case PF_Cmd_USER_CHANGED_PARAM:
         logLine("changed " + std::to_string(static_cast<PF_UserChangedParamExtra*>(extra)->param_index) + " value " +
                 std::to_string(params[10]->u.fd.value));
+        if (wants("aegp_rename") && static_cast<PF_UserChangedParamExtra*>(extra)->param_index == 1)
+            renameAndRefer(in, params);
         return PF_Err_NONE;
     case PF_Cmd_SMART_PRE_RENDER: return preRender(in, static_cast<PF_PreRenderExtra*>(extra));
     case PF_Cmd_SMART_RENDER: return smartRender(in, static_cast<PF_SmartRenderExtra*>(extra));

@@ -125,7 +125,7 @@ TEST(SceneParse, ImageLayersLoadRelativeToTheSceneFolder)
       "effect": {"layer": "A", "params": {"Texture": "A"}}})");
     const Scene scene = loadScene(folder.file("scene.json"));
     const Layer& image = effectLayer(scene);
-    EXPECT_EQ(image.kind, Layer::Kind::Image);
+    EXPECT_EQ(image.kind, LayerKind::Image);
     EXPECT_EQ(image.file, folder.file("tex/a.pam"));
     EXPECT_EQ(image.width, 6);
     EXPECT_EQ(image.height, 3);
@@ -139,8 +139,8 @@ TEST(SceneParse, ExampleSceneLoads)
     EXPECT_EQ(effectLayer(scene).name, "Sphere");
     const Layer* grid = findLayer(scene, "UV Grid");
     ASSERT_NE(grid, nullptr);
-    EXPECT_EQ(grid->width, 256);
-    EXPECT_EQ(grid->height, 128);
+    EXPECT_EQ(grid->width, 512);
+    EXPECT_EQ(grid->height, 256);
     bool animated = false;
     for (const ParamTrack& track : scene.params) {
         animated = animated || track.keys.size() > 1;

@@ -1,0 +1,125 @@
+// The texgen program as a user runs it, the committed textures it made, and the example
+// scenes that use them.
+#include "host/scene/image.h"
+#include "host/scene/scene.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+const fs::path kScenes = ORBULON_SOURCE_DIR "/scenes";
+
+// Exit status of a shell command, its output discarded.
+int run(const std::string& command)
+{
+    const int status = std::system((command + " >/dev/null 2>&1").c_str());
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+int texgen(const std::string& args)
+{
+    return run("'" ORBULON_BUILD_DIR "/tools/texgen/texgen' " + args);
+}
+
+std::string bytesOf(const fs::path& path)
+{
+    std::ostringstream text;
+    text << std::ifstream(path, std::ios::binary).rdbuf();
+    return text.str();
+}
+
+fs::path scratch(const std::string& name)
+{
+    const fs::path dir = fs::temp_directory_path() / ("texgen-test-" + std::to_string(::getpid()));
+    fs::create_directories(dir);
+    return dir / name;
+}
+
+TEST(Texgen, SameBytesEveryRun)
+{
+    for (const char* kind : {"planet", "grid", "stars"}) {
+        const fs::path a = scratch(std::string(kind) + "_a.png"), b = scratch(std::string(kind) + "_b.png");
+        ASSERT_EQ(texgen(std::string(kind) + " " + a.string() + " --width 128"), 0) << kind;
+        ASSERT_EQ(texgen(std::string(kind) + " " + b.string() + " --width 128"), 0) << kind;
+        const orbhost::Image image = orbhost::readImage(a.string());
+        EXPECT_EQ(image.width, 128) << kind;
+        EXPECT_EQ(image.height, 64) << kind;
+        EXPECT_EQ(bytesOf(a), bytesOf(b)) << kind;
+    }
+}
+
+// The .pam copies in scenes/textures are what the current generators make.
+TEST(Texgen, CommittedTexturesAreUpToDate)
+{
+    for (const auto& [kind, width] : {std::pair{"planet", 256}, {"grid", 512}, {"stars", 256}}) {
+        const fs::path fresh = scratch(std::string(kind) + ".pam");
+        ASSERT_EQ(texgen(std::string(kind) + " " + fresh.string() + " --width " + std::to_string(width)), 0);
+        EXPECT_TRUE(bytesOf(fresh) == bytesOf(kScenes / "textures" / (std::string(kind) + ".pam")))
+            << "scenes/textures/" << kind << ".pam differs from texgen's output: regenerate it";
+    }
+}
+
+TEST(Texgen, RefusesBadArguments)
+{
+    const std::string out = scratch("bad.png").string();
+    for (const std::string& args : {std::string(), "moon " + out, "grid " + out + " --width 100", "grid " + out + " --width 0",
+                                   "grid " + out + " --width 64x", "grid " + out + " --height 64",
+                                   "grid " + out + " --width 32768"})
+        EXPECT_EQ(texgen(args), 2) << "texgen " << args;
+    EXPECT_EQ(texgen("grid /nonexistent-folder/x.png --width 64"), 1);
+}
+
+std::vector<fs::path> sceneFiles()
+{
+    std::vector<fs::path> files;
+    for (const auto& entry : fs::directory_iterator(kScenes))
+        if (entry.path().extension() == ".json")
+            files.push_back(entry.path());
+    std::sort(files.begin(), files.end());
+    return files;
+}
+
+TEST(Scenes, EveryExampleLoads)
+{
+    const auto files = sceneFiles();
+    for (const char* expected : {"default", "open_sphere", "spot_falloff", "shadow_transmission", "depth_of_field",
+                                 "fog", "ellipsoid_control", "deep_color", "float_color"})
+        EXPECT_TRUE(std::count(files.begin(), files.end(), kScenes / (std::string(expected) + ".json")))
+            << expected << ".json is missing";
+    for (const fs::path& file : files) {
+        try {
+            const orbhost::Scene scene = orbhost::loadScene(file.string());
+            EXPECT_GT(orbhost::frameCount(scene), 1) << file;
+        } catch (const std::exception& e) {
+            ADD_FAILURE() << e.what();
+        }
+    }
+}
+
+#if ORBULON_TEST_RENDERS_SCENES
+// Rendering binds the parameter names and values to the effect's own, which loading alone
+// cannot check.
+TEST(Scenes, EveryExampleRenders)
+{
+    for (const fs::path& file : sceneFiles()) {
+        const fs::path out = scratch(file.stem().string() + ".pam");
+        EXPECT_EQ(run("'" ORBULON_BUILD_DIR "/orbulon-render' '" + file.string() + "' --frame 1 --downsample 4 -o '" +
+                      out.string() + "'"),
+                  0)
+            << "orbulon-render " << file << " --frame 1 --downsample 4";
+    }
+}
+#endif
+
+}  // namespace
