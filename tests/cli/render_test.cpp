@@ -4,6 +4,7 @@
 #include "cli/run_program.h"
 #include "host/scene/image.h"
 
+#include <OpenImageIO/imagebuf.h>
 #include <OpenImageIO/imageio.h>
 #include <gtest/gtest.h>
 
@@ -24,11 +25,11 @@ ImageFacts readFacts(const std::string& path)
         const Image image = readImage(path);
         return {image.width, image.height, 4, 0};
     }
-    auto input = OIIO::ImageInput::open(path);
-    if (!input)
+    OIIO::ImageBuf file(path);
+    if (!file.init_spec(path, 0, 0))
         return {};
-    const OIIO::ImageSpec& spec = input->spec();
-    return {spec.width, spec.height, spec.nchannels, int(spec.format.size()) * 8};
+    const OIIO::ImageSpec& onDisk = file.nativespec();
+    return {onDisk.width, onDisk.height, onDisk.nchannels, int(onDisk.format.size()) * 8};
 }
 
 struct RenderCase {
