@@ -122,19 +122,32 @@ class WindowsHost(unittest.TestCase):
         self.assertIn("Custom lens blur plugin for After Effects.", out)
 
     def test_same_pixels_as_the_linux_build(self):
-        scene = str(ARGS.source_dir / "scenes" / "wine_check.json")
+        cases = [("wine_check.json", ("8", "16", "32")),
+                 # A composition with a null, lights and parents, served through the AEGP suites.
+                 ("ellipsoid_control.json", ("8",))]
         with tempfile.TemporaryDirectory() as tmp:
-            for depth in ("8", "16", "32"):
-                win_out, lin_out = f"{tmp}/win{depth}.pam", f"{tmp}/lin{depth}.pam"
-                r = wine(scene, "-o", win_out, "--bit-depth", depth)
-                self.assertNotIn("unbalanced", r.stderr)
-                linux(scene, "-o", lin_out, "--bit-depth", depth)
-                w1, h1, d1, m1, a = read_pam(win_out)
-                w2, h2, d2, m2, b = read_pam(lin_out)
-                self.assertEqual((w1, h1, d1, m1), (w2, h2, d2, m2))
-                step = m1 // 255 if m1 > 255 else 1     # one 8-bit code value
-                worst = max((abs(x - y) for x, y in zip(a, b)), default=0)
-                self.assertLessEqual(worst, step, f"bit depth {depth}: differs by {worst}")
+            for name, depths in cases:
+                scene = str(ARGS.source_dir / "scenes" / name)
+                for depth in depths:
+                    with self.subTest(scene=name, depth=depth):
+                        win_out, lin_out = f"{tmp}/win{depth}.pam", f"{tmp}/lin{depth}.pam"
+                        r = wine(scene, "-o", win_out, "--bit-depth", depth)
+                        self.assertNotIn("unbalanced", r.stderr)
+                        linux(scene, "-o", lin_out, "--bit-depth", depth)
+                        w1, h1, d1, m1, a = read_pam(win_out)
+                        w2, h2, d2, m2, b = read_pam(lin_out)
+                        self.assertEqual((w1, h1, d1, m1), (w2, h2, d2, m2))
+                        step = m1 // 255 if m1 > 255 else 1     # one 8-bit code value
+                        worst = max((abs(x - y) for x, y in zip(a, b)), default=0)
+                        self.assertLessEqual(worst, step, f"differs by {worst}")
+
+    def test_same_composition_as_the_linux_build(self):
+        scene = str(ARGS.source_dir / "scenes" / "ellipsoid_control.json")
+        with tempfile.TemporaryDirectory() as tmp:
+            win = wine(scene, "-o", f"{tmp}/w.pam", "--ui-state").stdout.replace("\r\n", "\n")
+            lin = linux(scene, "-o", f"{tmp}/l.pam", "--ui-state").stdout
+        self.assertIn('"Control"', win)
+        self.assertEqual(win, lin)
 
 
 def main():
