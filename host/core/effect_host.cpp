@@ -8,6 +8,8 @@
 #include <cmath>
 #include <cstring>
 #include <numeric>
+#include <stdexcept>
+#include <string>
 
 namespace orbhost {
 namespace {
@@ -21,32 +23,22 @@ PF_RationalScale rational(double value)
     return {num / g, A_u_long(1000 / g)};
 }
 
-// Makes the model and the pixel list describe the same layers (see Composition).
-void fillModel(Composition& c)
-{
-    CompositionModel& m = c.model;
-    m.width = c.width;
-    m.height = c.height;
-    m.pixelAspect = c.pixelAspect;
-    m.frameRate = c.frameRate;
-    m.duration = c.duration;
-    for (std::size_t i = m.layers.size(); i < c.layers.size(); ++i) {
-        const LayerSource& source = c.layers[i];
-        LayerModel layer;
-        layer.name = layer.sourceName = source.name;
-        layer.width = source.image ? source.image->width : 0;
-        layer.height = source.image ? source.image->height : 0;
-        layer.pixelAspect = source.pixelAspect;
-        layer.duration = c.duration;
-        layer.transform.anchorPoint = Vec3{layer.width / 2.0, layer.height / 2.0, 0};
-        layer.transform.position = Vec3{c.width / 2.0, c.height / 2.0, 0};
-        m.layers.push_back(layer);
-    }
-    for (std::size_t i = c.layers.size(); i < m.layers.size(); ++i)
-        c.layers.push_back({m.layers[i].displayName(), nullptr, m.layers[i].pixelAspect});
-}
-
 } // namespace
+
+void addImageLayer(Composition& composition, std::string name, Image image, double pixelAspect)
+{
+    const CompositionModel& m = composition.model;
+    LayerModel layer;
+    layer.name = layer.sourceName = std::move(name);
+    layer.width = image.width;
+    layer.height = image.height;
+    layer.pixelAspect = pixelAspect;
+    layer.duration = m.duration;
+    layer.transform.anchorPoint = Vec3{layer.width / 2.0, layer.height / 2.0, 0};
+    layer.transform.position = Vec3{m.width / 2.0, m.height / 2.0, 0};
+    composition.model.layers.push_back(std::move(layer));
+    composition.pixels.push_back(std::make_shared<const Image>(std::move(image)));
+}
 
 const char* commandName(PF_Cmd cmd)
 {
@@ -80,7 +72,7 @@ void fillInData(HostState& s, PF_Cmd cmd)
     in.time_step = s.timeStep;
     in.local_time_step = s.timeStep;
     const LayerModel* layerModel = s.modelLayer(s.composition.effectLayer);
-    in.total_time = A_long(std::llround((layerModel ? layerModel->duration : s.composition.duration) * s.timeScale));
+    in.total_time = A_long(std::llround((layerModel ? layerModel->duration : s.composition.model.duration) * s.timeScale));
     in.time_scale = s.timeScale;
     in.field = PF_Field_FRAME;
     in.width = s.layerWidth();
@@ -88,8 +80,7 @@ void fillInData(HostState& s, PF_Cmd cmd)
     in.extent_hint = s.layerBufferRect();
     in.downsample_x = {1, A_u_long(std::max(1, s.frame.downsampleX))};
     in.downsample_y = {1, A_u_long(std::max(1, s.frame.downsampleY))};
-    const LayerSource* effectLayer = s.layer(s.composition.effectLayer);
-    in.pixel_aspect_ratio = rational(effectLayer ? effectLayer->pixelAspect : s.composition.pixelAspect);
+    in.pixel_aspect_ratio = rational(layerModel ? layerModel->pixelAspect : s.composition.model.pixelAspect);
     in.global_data = s.globalData;
     in.sequence_data = s.sequenceData;
     in.frame_data = s.frameData;
@@ -290,11 +281,15 @@ int EffectHost::paramIndex(const std::string& name) const
 
 void EffectHost::setComposition(Composition composition)
 {
+    if (composition.pixels.size() != composition.model.layers.size())
+        throw std::invalid_argument("setComposition: " + std::to_string(composition.pixels.size()) +
+                                    " pixel entries for " + std::to_string(composition.model.layers.size()) +
+                                    " layers");
     HostState& s = *state_;
     s.composition = std::move(composition);
     s.layerPixels.clear();
     // Layer time units: whole frames when the rate is whole, else hundredths of a frame.
-    const double rate = s.composition.frameRate > 0 ? s.composition.frameRate : 25.0;
+    const double rate = s.composition.model.frameRate > 0 ? s.composition.model.frameRate : 25.0;
     if (rate == std::floor(rate)) {
         s.timeScale = A_u_long(rate);
         s.timeStep = 1;
@@ -302,8 +297,7 @@ void EffectHost::setComposition(Composition composition)
         s.timeScale = A_u_long(std::lround(rate * 100.0));
         s.timeStep = 100;
     }
-    fillModel(s.composition);
-    s.aegp.resetComposition(int(s.composition.layers.size()));
+    s.aegp.resetComposition(int(s.composition.model.layers.size()));
 }
 
 void EffectHost::setParamValues(int index, std::function<ParamValue(double)> valueAt)

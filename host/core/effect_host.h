@@ -27,24 +27,18 @@ struct HostConfig {
     std::ostream* log = nullptr;       // verbose notes and warnings; std::cerr when null
 };
 
-// The pixels of one composition layer as the effect can check them out.
-struct LayerSource {
-    std::string name;                     // used only for layers the model does not describe
-    std::shared_ptr<const Image> image;   // full resolution; null for cameras and lights
-    double pixelAspect = 1.0;
+// The composition: the model the AEGP suites serve (settings, names, times, transforms,
+// cameras, lights) and, parallel to its layers, their pixels at full resolution (null for
+// cameras, lights and nulls). setComposition() rejects lists of different lengths.
+struct Composition {
+    CompositionModel model;
+    std::vector<std::shared_ptr<const Image>> pixels;
+    int effectLayer = 0;                  // index of the layer the effect is applied to
 };
 
-// The composition: its settings, the model the AEGP suites serve (names, times, transforms,
-// cameras, lights) and the layers' pixels, both top to bottom. setComposition() makes the two
-// lists the same length: layers missing from the model become plain solids of their image's
-// size, and the settings above override the model's.
-struct Composition {
-    int width = 0, height = 0;
-    double pixelAspect = 1.0, frameRate = 25.0, duration = 1.0;
-    std::vector<LayerSource> layers;
-    int effectLayer = 0;                  // index of the layer the effect is applied to
-    CompositionModel model;
-};
+// Appends a layer showing `image` for compositions built by hand: solid-like, its anchor at
+// its centre, placed at the composition's centre and lasting the whole composition.
+void addImageLayer(Composition& composition, std::string name, Image image, double pixelAspect = 1.0);
 
 // What the effect set on one of its parameter streams through the AEGP stream suites.
 struct ParamStreamState {
@@ -87,6 +81,7 @@ public:
     EffectHost& operator=(const EffectHost&) = delete;
 
     // Composition and values: set before start() (values may change between frames).
+    // Throws std::invalid_argument when pixels and model layers differ in number.
     void setComposition(Composition composition);
     void setParamValues(int index, std::function<ParamValue(double seconds)> valueAt);
     // Serves a suite table the host does not implement itself (e.g. composition suites).

@@ -52,23 +52,23 @@ const LayerModel* HostState::modelLayer(int index) const
     return &composition.model.layers[std::size_t(index)];
 }
 
-const LayerSource* HostState::layer(int index) const
+const Image* HostState::layerImage(int index) const
 {
-    if (index < 0 || index >= int(composition.layers.size()))
+    if (index < 0 || index >= int(composition.pixels.size()))
         return nullptr;
-    return &composition.layers[std::size_t(index)];
+    return composition.pixels[std::size_t(index)].get();
 }
 
 int HostState::layerWidth() const
 {
-    const LayerSource* l = layer(composition.effectLayer);
-    return l && l->image ? l->image->width : composition.width;
+    const Image* image = layerImage(composition.effectLayer);
+    return image ? image->width : composition.model.width;
 }
 
 int HostState::layerHeight() const
 {
-    const LayerSource* l = layer(composition.effectLayer);
-    return l && l->image ? l->image->height : composition.height;
+    const Image* image = layerImage(composition.effectLayer);
+    return image ? image->height : composition.model.height;
 }
 
 PF_LRect HostState::layerBufferRect() const
@@ -85,14 +85,15 @@ int HostState::layerOfParam(int index, double seconds) const
 PF_Err HostState::checkOutLayerWorld(int layerIndex, PF_EffectWorld* world)
 {
     std::memset(world, 0, sizeof *world);
-    const LayerSource* source = layer(layerIndex);
-    if (!source || !source->image)
+    const LayerModel* layer = modelLayer(layerIndex);
+    if (!layer || !composition.pixels[std::size_t(layerIndex)])
         return PF_Err_NONE;
-    if (PF_Err err = layerPixels.makeWorld(worlds, source->image, pixelFormatForDepth(frame.bitDepth),
+    if (PF_Err err = layerPixels.makeWorld(worlds, composition.pixels[std::size_t(layerIndex)],
+                                           pixelFormatForDepth(frame.bitDepth),
                                            frame.downsampleX, frame.downsampleY, false, world))
         return err;
     world->reserved0 = aegp.layer(layerIndex);
-    world->pix_aspect_ratio = pixelAspectRatio(source->pixelAspect);
+    world->pix_aspect_ratio = pixelAspectRatio(layer->pixelAspect);
     return PF_Err_NONE;
 }
 
@@ -133,7 +134,7 @@ PF_ParamDef HostState::paramRecordAt(int index, double seconds) const
     if (param.def.param_type == PF_Param_LAYER) {
         std::memset(&record.u.ld, 0, sizeof record.u.ld);
         const int layerIndex = layerOfParam(index, seconds);
-        if (layer(layerIndex))
+        if (modelLayer(layerIndex))
             record.u.ld.reserved0 = aegp.layer(layerIndex);
         return record;
     }

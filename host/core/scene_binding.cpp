@@ -124,17 +124,11 @@ bool holdsValue(PF_ParamType type)
 Composition compositionFromScene(const Scene& scene)
 {
     Composition comp;
-    comp.width = scene.width;
-    comp.height = scene.height;
-    comp.pixelAspect = scene.pixelAspect;
-    comp.frameRate = scene.frameRate;
-    comp.duration = scene.duration;
     comp.model = compositionModel(scene);
     for (std::size_t i = 0; i < scene.layers.size(); ++i) {
         const Layer& layer = scene.layers[i];
         // Cameras and lights have no pixels.
-        auto image = layer.image.width > 0 ? std::make_shared<Image>(layer.image) : nullptr;
-        comp.layers.push_back({layer.displayName(), std::move(image), layer.pixelAspect});
+        comp.pixels.push_back(layer.image.width > 0 ? std::make_shared<const Image>(layer.image) : nullptr);
         if (layer.displayName() == scene.effectLayer)
             comp.effectLayer = int(i);
     }

@@ -36,14 +36,14 @@ PF_Err checkoutLayer(PF_ProgPtr ref, PF_ParamIndex index, A_long id, const PF_Re
     const double seconds = host->toSeconds(time, timeScale);
     const int layer = host->layerOfParam(index, seconds);
     std::memset(result, 0, sizeof *result);
-    if (const LayerSource* source = host->layer(layer); source && source->image) {
-        const int w = downsampledSize(source->image->width, host->frame.downsampleX);
-        const int h = downsampledSize(source->image->height, host->frame.downsampleY);
+    if (const Image* image = host->layerImage(layer)) {
+        const int w = downsampledSize(image->width, host->frame.downsampleX);
+        const int h = downsampledSize(image->height, host->frame.downsampleY);
         result->max_result_rect = {0, 0, w, h};
         result->result_rect = intersect(request->rect, result->max_result_rect);
-        result->par = pixelAspectRatio(source->pixelAspect);
-        result->ref_width = source->image->width;
-        result->ref_height = source->image->height;
+        result->par = pixelAspectRatio(host->modelLayer(layer)->pixelAspect);
+        result->ref_width = image->width;
+        result->ref_height = image->height;
     }
     LayerCheckout checkout;
     checkout.layer = layer;
@@ -108,7 +108,7 @@ PF_Err checkoutOutput(PF_ProgPtr ref, PF_EffectWorld** output)
                                              pixelFormatForDepth(host->frame.bitDepth), false, true,
                                              world.get()))
             return err;
-        world->pix_aspect_ratio = pixelAspectRatio(host->composition.pixelAspect);
+        world->pix_aspect_ratio = pixelAspectRatio(host->composition.model.pixelAspect);
         host->invalidateSamplingCache(world->data);
         host->outputWorld = std::move(world);
     }

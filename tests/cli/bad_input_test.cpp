@@ -51,6 +51,17 @@ INSTANTIATE_TEST_SUITE_P(
     Cli, BrokenSceneTest,
     ::testing::Values(
         BrokenScene{"malformed_json", "\"Radius\": 150,", "\"Radius\": 150,,", "", "malformed JSON"},
+        // Composition descriptions.
+        BrokenScene{"unknown_light_type", "\"layers\": [",
+                    "\"layers\": [ { \"name\": \"L\", \"type\": \"light\", \"light\": { \"type\": \"laser\" } },",
+                    "/layers/0/light/type", "laser"},
+        BrokenScene{"camera_zoom_zero", "\"layers\": [",
+                    "\"layers\": [ { \"name\": \"C\", \"type\": \"camera\", \"camera\": { \"zoom\": 0 } },",
+                    "/layers/0/camera/zoom", "0"},
+        BrokenScene{"parent_cycle", "\"type\": \"solid\",", "\"type\": \"solid\", \"parent\": \"Sphere\",",
+                    "/layers/0/parent", "Sphere"},
+        BrokenScene{"parent_names_no_layer", "\"type\": \"solid\",", "\"type\": \"solid\", \"parent\": \"Nobody\",",
+                    "/layers/0/parent", "Nobody"},
         BrokenScene{"unknown_top_level_key", "\"render\":", "\"rendr\":", "/rendr", "unknown key 'rendr'"},
         BrokenScene{"unknown_parameter", "\"Radius\":", "\"Radiuss\":", "/effect/params/Radiuss", "Radiuss"},
         BrokenScene{"parameter_of_wrong_type", "\"Radius\": 150", "\"Radius\": \"big\"", "/effect/params/Radius",

@@ -7,6 +7,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <stdexcept>
 
 using namespace aegptest;
 
@@ -246,4 +247,15 @@ TEST(AegpComposition, EffectTimeIsTheLayersTime)
     ASSERT_EQ(s.pf->AEGP_ConvertEffectToCompTime(s.effectRef(), 3, 10, &compTime), A_Err_NONE);
     EXPECT_DOUBLE_EQ(double(compTime.value) / compTime.scale, 0.8);
     EXPECT_EQ(host->state().toTime(0.8), 3);
+}
+
+TEST(AegpComposition, PixelsAndLayersMustPairUp)
+{
+    // A pixel list shorter or longer than the model's layers is a caller's mistake.
+    auto host = probetest::startProbe();
+    for (const int extra : {-1, 1}) {
+        Composition comp = probetest::smallComposition();
+        comp.pixels.resize(std::size_t(int(comp.pixels.size()) + extra));
+        EXPECT_THROW(host->setComposition(comp), std::invalid_argument) << "pixel entries off by " << extra;
+    }
 }

@@ -29,9 +29,11 @@ inline LayerModel layerOf(LayerKind kind, const std::string& name, const std::st
 inline Composition fullComposition()
 {
     Composition comp = probetest::smallComposition();   // pixels of "Base" and the texture
-    comp.layers.push_back({"Rig", nullptr, 1.0});
-    comp.layers.push_back({"Child", std::make_shared<Image>(solidImage(10, 10, 0, 1, 0, 1)), 1.0});
+    comp.pixels.push_back(nullptr);   // "Rig"
+    comp.pixels.push_back(std::make_shared<const Image>(solidImage(10, 10, 0, 1, 0, 1)));
+    comp.pixels.resize(8);            // the cameras and the light
     auto& layers = comp.model.layers;
+    layers.clear();
     layers.push_back(layerOf(LayerKind::Solid, "Base", "Base Solid", 16, 8));
     layers.push_back(layerOf(LayerKind::Image, "", "tex.png", 4, 2));
     LayerModel rig = layerOf(LayerKind::Null, "Rig", "Null 1", 0, 0);

@@ -19,8 +19,8 @@ std::unique_ptr<EffectHost> loadOrbulon(HostConfig config = {})
 {
     auto host = std::make_unique<EffectHost>(orbulonPath(), config);
     Composition comp;
-    comp.width = 64, comp.height = 48;
-    comp.layers.push_back({"Sphere", std::make_shared<Image>(solidImage(64, 48, 0, 0, 0, 1)), 1.0});
+    comp.model.width = 64, comp.model.height = 48;
+    addImageLayer(comp, "Sphere", solidImage(64, 48, 0, 0, 0, 1));
     host->setComposition(comp);
     return host;
 }

@@ -18,9 +18,9 @@ inline std::string probePath()
 inline orbhost::Composition smallComposition()
 {
     orbhost::Composition comp;
-    comp.width = 16, comp.height = 8, comp.frameRate = 10, comp.duration = 2;
-    comp.layers.push_back({"Base", std::make_shared<orbhost::Image>(orbhost::solidImage(16, 8, 0, 0, 1, 1)), 1.0});
-    comp.layers.push_back({"Tex", std::make_shared<orbhost::Image>(orbhost::solidImage(4, 2, 1, 0, 0, 1)), 1.0});
+    comp.model.width = 16, comp.model.height = 8, comp.model.frameRate = 10, comp.model.duration = 2;
+    orbhost::addImageLayer(comp, "Base", orbhost::solidImage(16, 8, 0, 0, 1, 1));
+    orbhost::addImageLayer(comp, "Tex", orbhost::solidImage(4, 2, 1, 0, 0, 1));
     return comp;
 }
 
