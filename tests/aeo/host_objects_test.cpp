@@ -1,0 +1,246 @@
+// The host object classes against a logging fake host: when suites are acquired and given
+// back, that the first error stops an object's host calls, and the values that come back.
+#include "AEO/composition.h"
+#include "AEO/effect.h"
+#include "AEO/effect_world.h"
+#include "AEO/interface.h"
+#include "AEO/layer.h"
+#include "AEO/memory.h"
+#include "AEO/stream.h"
+#include "aeo/fake_host.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+namespace {
+
+using aeotest::FakeHost;
+using Names = std::vector<std::string>;
+
+const AEGP_LayerH kLayer = reinterpret_cast<AEGP_LayerH>(0x10);
+const A_Time kAt{2, 1};
+constexpr A_Err kHostError = 77;
+
+TEST(AeoSuites, ObjectsThatMakeNoCallAcquireNothing)
+{
+    FakeHost host;
+    {
+        AEO::HostAccess access(&host.inData);   // its sampling suites are not served
+        AEO::Interface effect(&host.inData);
+        AEO::Composition comp(&host.inData, nullptr);
+        AEO::CameraLayer camera(access, kLayer);
+        AEO::LightLayer light(access, kLayer);
+        AEO::Stream stream(&host.inData, nullptr);
+        AEO::Effect effectRef(&host.inData, nullptr);
+        AEO::Memory memory(&host.inData, nullptr);
+    }
+    EXPECT_EQ(host.acquired, Names{});
+    EXPECT_EQ(host.released, Names{});
+    EXPECT_EQ(host.calls, Names{});
+}
+
+TEST(AeoSuites, DestructorReleasesDerivedSuitesFirstThenBaseSlotsInReverse)
+{
+    FakeHost host;
+    AEO::HostAccess access(&host.inData);
+    {
+        AEO::CameraLayer camera(access, kLayer);
+        camera.cameraType();
+        camera.zoom(kAt);      // stream suite
+        camera.flags();        // layer suite
+        EXPECT_EQ(host.acquired, (Names{kAEGPCameraSuite, kAEGPStreamSuite, kAEGPLayerSuite}));
+        camera.objectType();   // a held suite is not acquired twice
+        EXPECT_EQ(host.acquired.size(), 3u);
+    }
+    EXPECT_EQ(host.released, (Names{kAEGPCameraSuite, kAEGPStreamSuite, kAEGPLayerSuite}));
+
+    // The composition holds the camera suite only around its one camera call.
+    host.released.clear();
+    AEO::Composition comp(&host.inData, nullptr);
+    EXPECT_DOUBLE_EQ(comp.defaultCameraDistance(), 1777.0);
+    EXPECT_EQ(host.released, Names{kAEGPCameraSuite});
+}
+
+// Each case makes its first call fail, then checks that a second call on the same object
+// returns the default again without reaching the host.
+struct StickyCase {
+    const char* what;
+    std::function<double(AEO::LightLayer&, AEO::CameraLayer&)> op;
+    double fallback;
+};
+void PrintTo(const StickyCase& c, std::ostream* os) { *os << c.what; }
+
+class AeoStickyError : public testing::TestWithParam<StickyCase> {};
+
+TEST_P(AeoStickyError, FirstErrorSticksAndLaterCallsReturnTheDefault)
+{
+    const StickyCase& c = GetParam();
+    FakeHost host;
+    AEO::HostAccess access(&host.inData);
+    AEO::LightLayer light(access, kLayer);
+    AEO::CameraLayer camera(access, kLayer);
+    host.nextError = kHostError;
+    EXPECT_EQ(c.op(light, camera), c.fallback) << c.what << " on failure";
+    EXPECT_EQ(light.lastError() | camera.lastError(), kHostError) << c.what;
+    const size_t callsAfterFailure = host.calls.size();
+    EXPECT_EQ(c.op(light, camera), c.fallback) << c.what << " after failure";
+    EXPECT_EQ(host.calls.size(), callsAfterFailure) << c.what << " reached the host after its error";
+}
+
+INSTANTIATE_TEST_SUITE_P(Ops, AeoStickyError, testing::Values(
+    StickyCase{"flags", [](auto& l, auto&) { return double(l.flags()); }, 0.0},
+    StickyCase{"object type", [](auto& l, auto&) { return double(l.objectType()); }, -1.0},
+    StickyCase{"camera type", [](auto&, auto& c) { return double(c.cameraType()); }, -1.0},
+    StickyCase{"intensity", [](auto& l, auto&) { return l.intensity(kAt); }, 0.0},
+    StickyCase{"to-world [3][3]", [](auto& l, auto&) { return l.toWorld(kAt).mat[3][3]; }, 0.0}));
+
+TEST(AeoSuites, MissingSuiteBecomesTheObjectsErrorAndReleasesNothing)
+{
+    FakeHost host;
+    host.missing = {kAEGPCameraSuite};
+    AEO::HostAccess access(&host.inData);
+    {
+        AEO::CameraLayer camera(access, kLayer);
+        EXPECT_EQ(camera.cameraType(), -1);
+        EXPECT_EQ(camera.lastError(), kSPSuiteNotFoundError);
+        EXPECT_EQ(camera.flags(), 0);   // skipped: the error sticks
+    }
+    EXPECT_EQ(host.calls, Names{});
+    EXPECT_EQ(host.released, Names{});
+}
+
+TEST(AeoValues, LayerItemAndCompositionValuesComeBackPlain)
+{
+    FakeHost host;
+    AEO::HostAccess access(&host.inData);
+    AEO::LightLayer light(access, kLayer);
+    const A_Matrix4 m = light.toWorld(kAt);
+    EXPECT_DOUBLE_EQ(m.mat[0][0], 1.0);    // 0 + 0.5 * time
+    EXPECT_DOUBLE_EQ(m.mat[2][3], 12.0);   // row 2, column 3
+    EXPECT_EQ(light.flags() & AEGP_LayerFlag_VIDEO_ACTIVE, AEGP_LayerFlag_VIDEO_ACTIVE);
+    EXPECT_EQ(light.objectType(), AEGP_ObjectType_LIGHT);
+    EXPECT_DOUBLE_EQ(light.coneFeather(kAt), 10.0 * AEGP_LayerStream_CONE_FEATHER);
+    EXPECT_DOUBLE_EQ(light.castsShadows(kAt), 10.0 * AEGP_LayerStream_CASTS_SHADOWS);
+    EXPECT_EQ(light.name(1), u"Key Light");
+    EXPECT_EQ(host.freedHandles, 2);   // the layer's and the source's name
+    EXPECT_EQ(light.lastError(), 0);
+
+    AEO::Item item(&host.inData, nullptr);
+    EXPECT_EQ(item.width(), 1920);
+    EXPECT_EQ(item.height(), 1080);
+    const A_Ratio par = item.pixelAspectRatio();
+    EXPECT_EQ(par.num, 10);
+    EXPECT_EQ(par.den, 11u);
+
+    AEO::Composition comp(&host.inData, nullptr);
+    EXPECT_EQ(comp.layerCount(), 3);
+}
+
+TEST(AeoValues, FailedItemDimensionsAreZeroAndRatioDefaultsToZeroOverOne)
+{
+    FakeHost host;
+    host.nextError = kHostError;
+    AEO::Item item(&host.inData, nullptr);
+    EXPECT_EQ(item.width(), 0);
+    EXPECT_EQ(item.height(), 0);
+    const A_Ratio par = item.pixelAspectRatio();
+    EXPECT_EQ(par.num, 0);
+    EXPECT_EQ(par.den, 1u);
+}
+
+TEST(AeoOwnership, NewEffectWorldDisposesWhatItCreated)
+{
+    FakeHost host;
+    host.worldFormat = PF_PixelFormat_ARGB64;
+    {
+        AEO::NewEffectWorld world(&host.inData, 64, 32, PF_PixelFormat_ARGB64);
+        EXPECT_TRUE(world.created());
+        EXPECT_EQ(world.world().width, 64);
+        EXPECT_EQ(world.bytesPerPixel(), 8);
+    }
+    EXPECT_EQ(host.calls, (Names{"NewWorld", "GetPixelFormat", "DisposeWorld"}));
+    EXPECT_EQ(host.released, Names{kPFWorldSuite});
+
+    // A failed creation leaves an empty world, no error on the object, nothing to dispose.
+    host.calls.clear();
+    host.nextError = PF_Err_OUT_OF_MEMORY;
+    {
+        AEO::NewEffectWorld world(&host.inData, 64, 32, PF_PixelFormat_ARGB64);
+        EXPECT_FALSE(world.created());
+        EXPECT_EQ(world.lastError(), 0);
+        EXPECT_EQ(world.world().width, 0);
+        EXPECT_EQ(world.bytesPerPixel(), 0);
+    }
+    EXPECT_EQ(host.calls, Names{"NewWorld"});
+}
+
+TEST(AeoOwnership, MemoryFreesItsHandleOnlyWithoutPendingError)
+{
+    FakeHost host;
+    const AEGP_MemHandle handle = reinterpret_cast<AEGP_MemHandle>(0x20);
+    { AEO::Memory memory(&host.inData, handle); }
+    EXPECT_EQ(host.freedHandles, 1);
+    {
+        AEO::Memory memory(&host.inData, handle);
+        host.nextError = kHostError;
+        EXPECT_EQ(memory.size(), 0u);
+    }
+    EXPECT_EQ(host.freedHandles, 1);
+}
+
+struct FormatCase {
+    PF_PixelFormat format;
+    A_Err error;
+    PF_PixelFormat expectedFormat;
+    A_long bytesPerPixel;
+};
+void PrintTo(const FormatCase& c, std::ostream* os) { *os << "format " << c.format << " error " << c.error; }
+
+class AeoWorldFormat : public testing::TestWithParam<FormatCase> {};
+
+TEST_P(AeoWorldFormat, PixelFormatGivesBytesPerPixel)
+{
+    const FormatCase& c = GetParam();
+    FakeHost host;
+    host.worldFormat = c.format;
+    host.nextError = c.error;
+    AEO::EffectWorld world(&host.inData, PF_EffectWorld{});
+    EXPECT_EQ(world.pixelFormat(), c.expectedFormat) << "format " << c.format << " error " << c.error;
+    EXPECT_EQ(world.bytesPerPixel(), c.bytesPerPixel) << "format " << c.format << " error " << c.error;
+}
+
+INSTANTIATE_TEST_SUITE_P(Formats, AeoWorldFormat, testing::Values(
+    FormatCase{PF_PixelFormat_ARGB128, 0, PF_PixelFormat_ARGB128, 16},
+    FormatCase{PF_PixelFormat_ARGB64, 0, PF_PixelFormat_ARGB64, 8},
+    FormatCase{PF_PixelFormat_ARGB32, 0, PF_PixelFormat_ARGB32, 4},
+    FormatCase{PF_PixelFormat_BGRA32, 0, PF_PixelFormat_BGRA32, 0},
+    FormatCase{PF_PixelFormat_ARGB128, kHostError, PF_PixelFormat_INVALID, 0}));
+
+TEST(AeoWorldPixels, PixelColourScalesEachDepthToOne)
+{
+    FakeHost host;
+    PF_Pixel16 pixels16[2] = {{0, 0, 0, 0}, {32768, 16384, 0, 32768}};
+    PF_EffectWorld w{};
+    w.data = reinterpret_cast<PF_PixelPtr>(pixels16);
+    w.width = 2;
+    w.height = 1;
+    w.rowbytes = sizeof pixels16;
+    host.worldFormat = PF_PixelFormat_ARGB64;
+    AEO::EffectWorld world16(&host.inData, w);
+    const PF_PixelFloat p = world16.pixelColor(1, 0);
+    EXPECT_FLOAT_EQ(p.alpha, 1.0f);
+    EXPECT_FLOAT_EQ(p.red, 0.5f);
+    EXPECT_FLOAT_EQ(p.blue, 1.0f);
+    EXPECT_FLOAT_EQ(world16.pixelColor(2, 0).alpha, 0.0f);   // outside the world
+
+    PF_Pixel8 pixel8{255, 51, 0, 255};
+    w.data = &pixel8;
+    w.width = 1;
+    w.rowbytes = sizeof pixel8;
+    host.worldFormat = PF_PixelFormat_ARGB32;
+    AEO::EffectWorld world8(&host.inData, w);
+    EXPECT_FLOAT_EQ(world8.pixelColor(0, 0).red, 0.2f);
+}
+
+} // namespace
