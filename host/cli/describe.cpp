@@ -62,8 +62,11 @@ std::string flagsText(const ParamDefinition& p)
 {
     std::string text;
     auto add = [&](bool on, const char* name) {
-        if (on)
-            text += (text.empty() ? "" : " ") + std::string(name);
+        if (!on)
+            return;
+        if (!text.empty())
+            text += ' ';
+        text += name;
     };
     add(p.def.flags & PF_ParamFlag_SUPERVISE, "SUPERVISE");
     add(p.def.flags & PF_ParamFlag_CANNOT_TIME_VARY, "CANNOT_TIME_VARY");
