@@ -1,35 +1,22 @@
-// PF_Cmd_SMART_RENDER, provisional: checks out the input and the output and clears every
-// output pixel to zero through the host's iterate_generic, one row per iteration. The sphere
-// renderer takes over from here; the host calls, their order and the error rules stay.
+// PF_Cmd_SMART_RENDER: checks out the input and output, builds the render context, checks
+// out the texture and reflection layers, and runs the passes through the host's generic
+// iterate: one direct pass, or with depth of field a buffered and a gather pass over four
+// temporary worlds. Everything it creates lives on this stack and is given back in reverse
+// order, also when a step fails or an exception passes.
+#include "AEO/effect_world.h"
 #include "AEO/host_access.h"
 #include "AEO/suite_handler.h"
+#include "render/render_passes.h"
+#include "scene/param_checkout.h"
+#include "scene/render_context.h"
+#include "scene/scene_assembly.h"
 #include "shell/commands.h"
+#include "shell/effect_param_id.h"
 
-#include <cstring>
+#include <array>
+#include <optional>
 
 namespace {
-
-struct ClearRows {
-    char* base;
-    A_long rowbytes;
-    std::size_t bytesPerRow;
-};
-
-PF_Err clearRow(void* refcon, A_long, A_long row, A_long)
-{
-    const auto& rows = *static_cast<const ClearRows*>(refcon);
-    std::memset(rows.base + static_cast<std::ptrdiff_t>(row) * rows.rowbytes, 0, rows.bytesPerRow);
-    return PF_Err_NONE;
-}
-
-std::size_t bytesPerPixel(PF_PixelFormat format)
-{
-    switch (format) {
-    case PF_PixelFormat_ARGB128: return sizeof(PF_PixelFloat);
-    case PF_PixelFormat_ARGB64: return sizeof(PF_Pixel16);
-    default: return sizeof(PF_Pixel);   // anything else is treated as 8-bit
-    }
-}
 
 // "PF World Suite" version 2 is acquired for this one query and released at once.
 PF_Err readPixelFormat(const SPBasicSuite* basic, const PF_EffectWorld& world, PF_PixelFormat& format)
@@ -42,18 +29,45 @@ PF_Err readPixelFormat(const SPBasicSuite* basic, const PF_EffectWorld& world, P
                                                : PF_Err_BAD_CALLBACK_PARAM;
 }
 
-PF_Err clearWorld(const PF_UtilCallbacks* utils, PF_EffectWorld& world, PF_PixelFormat format)
+double scaleOf(const PF_RationalScale& r) { return r.den ? static_cast<double>(r.num) / r.den : 1.0; }
+
+PF_Err iterate(const PF_InData* in, const PF_EffectWorld& output, RenderContext& ctx, PassCallback pass)
 {
-    if (!utils || !utils->iterate_generic) {
+    if (!in->utils || !in->utils->iterate_generic) {
         return PF_Err_BAD_CALLBACK_PARAM;
     }
-    const std::size_t rowBytes = static_cast<std::size_t>(world.width) * bytesPerPixel(format);
-    if (!world.data || world.width <= 0 || world.height <= 0 || world.rowbytes <= 0 ||
-        rowBytes > static_cast<std::size_t>(world.rowbytes)) {
-        return world.height <= 0 || world.width <= 0 ? PF_Err_NONE : PF_Err_BAD_CALLBACK_PARAM;
+    return in->utils->iterate_generic(output.height * output.width, &ctx, pass);
+}
+
+// Front and back colour at the output's depth, front and back depth as 8-bit worlds that
+// hold one float per pixel; disposed in the reverse order of their creation.
+PF_Err renderWithDepthOfField(PF_InData* in, const PF_EffectWorld& output, RenderContext& ctx,
+                              const PassCallbacks& passes)
+{
+    const PF_PixelFormat colourFormat =
+        ctx.pixelFormat == PF_PixelFormat_ARGB128 || ctx.pixelFormat == PF_PixelFormat_ARGB64 ? ctx.pixelFormat
+                                                                                              : PF_PixelFormat_ARGB32;
+    const std::array<PF_PixelFormat, 4> formats{colourFormat, colourFormat, PF_PixelFormat_ARGB32,
+                                                PF_PixelFormat_ARGB32};
+    std::array<std::optional<AEO::NewEffectWorld>, 4> worlds;
+    bool allCreated = true;
+    for (std::size_t i = 0; i < worlds.size(); ++i) {
+        worlds[i].emplace(in, output.width, output.height, formats[i]);
+        ctx.passWorlds[i] = &worlds[i]->world();
+        allCreated = allCreated && worlds[i]->created();
     }
-    ClearRows rows{reinterpret_cast<char*>(world.data), world.rowbytes, rowBytes};
-    return utils->iterate_generic(world.height, &rows, clearRow);
+    PF_Err err = allCreated ? PF_Err_NONE : PF_Err_OUT_OF_MEMORY;
+    if (!err) {
+        err = iterate(in, output, ctx, passes.buffered);
+    }
+    if (!err) {
+        err = iterate(in, output, ctx, passes.gather);
+    }
+    for (std::size_t i = worlds.size(); i-- > 0;) {
+        ctx.passWorlds[i] = nullptr;
+        worlds[i].reset();
+    }
+    return err;
 }
 
 } // namespace
@@ -78,7 +92,34 @@ PF_Err smartRender(PF_InData* in_data, PF_OutData*, PF_SmartRenderExtra* extra)
     if (!err) err = extra->cb->checkout_output(in_data->effect_ref, &output);
     if (!err && !output) err = PF_Err_BAD_CALLBACK_PARAM;
     if (!err) err = readPixelFormat(in_data->pica_basicP, *output, format);
-    if (!err) err = clearWorld(in_data->utils, *output, format);
+
+    RenderContext ctx(in_data);
+    ctx.downsampleX = scaleOf(in_data->downsample_x);
+    ctx.downsampleY = scaleOf(in_data->downsample_y);
+    ctx.pixelAspect = scaleOf(in_data->pixel_aspect_ratio);
+    ctx.pixelFormat = format;
+    if (!err) {
+        err = assembleScene(in_data, ctx);
+    }
+
+    PF_ParamDef layer{};
+    ParamCheckout texture(in_data);
+    ctx.textureWorld = texture.get(PARAM_TEXTURE, &layer).u.ld;
+    err |= texture.error();   // either error makes the frame fail; which one is secondary
+
+    // Only a chosen reflection layer counts: its record carries the layer in reserved0.
+    ParamCheckout reflection(in_data);
+    if (reflection.get(PARAM_REFLECTION_MAP, &layer).u.ld.reserved0) {
+        ctx.reflectionWorld = reflection.get(PARAM_REFLECTION_MAP, &layer).u.ld;
+        err |= reflection.error();
+    }
+    ctx.outputWorld = output;
+
+    if (!err) {
+        const PassCallbacks passes = passCallbacksFor(ctx.pixelFormat);
+        err = ctx.depthOfFieldActive ? renderWithDepthOfField(in_data, *output, ctx, passes)
+                                     : iterate(in_data, *output, ctx, passes.direct);
+    }
     // The host checks the input and output back in when the command returns.
     return err;
 }

@@ -25,6 +25,9 @@ struct HostConfig {
     IterateOptions iterate;
     bool verbose = false;
     std::ostream* log = nullptr;       // verbose notes and warnings; std::cerr when null
+    // Called on the render thread before each generic iterate pass with the effect's refcon
+    // and iteration count: a debugger's or test's view of what the effect hands its kernels.
+    std::function<void(const void* refcon, A_long iterations)> iterateObserver;
 };
 
 // The composition: the model the AEGP suites serve (settings, names, times, transforms,

@@ -20,6 +20,8 @@ PF_Err iterateGenericCallback(A_long iterations, void* refcon,
         return PF_Err_BAD_CALLBACK_PARAM;
     // The effect may have written any of its worlds since the last pass.
     host->invalidateSamplingCacheAll();
+    if (host->config.iterateObserver)
+        host->config.iterateObserver(refcon, iterations);
     const auto start = std::chrono::steady_clock::now();
     const PF_Err err = iterateGeneric(iterations, refcon, fn, host->config.iterate);
     const double seconds =

@@ -121,7 +121,9 @@ struct RenderHost {
 
 } // namespace
 
-TEST(SmartRender, ClearsTheOutputThroughIterateOrReportsTheFirstFailure)
+// This host serves no composition suites, so a frame never gets as far as the passes; the
+// passes themselves are checked through the headless host (tests/assembly).
+TEST(SmartRender, ReportsTheFirstFailureAndGivesEverySuiteBack)
 {
     struct Case {
         const char* what;
@@ -134,14 +136,16 @@ TEST(SmartRender, ClearsTheOutputThroughIterateOrReportsTheFirstFailure)
     };
     constexpr PF_Err kMissing = FakeHost::kSuiteNotFound;
     const Case cases[] = {
-        {"8-bit", PF_PixelFormat_ARGB32, 4, nullptr, 0, 0, true},
-        {"16-bit", PF_PixelFormat_ARGB64, 8, nullptr, 0, 0, true},
-        {"float", PF_PixelFormat_ARGB128, 16, nullptr, 0, 0, true},
+        {"8-bit, no composition", PF_PixelFormat_ARGB32, 4, nullptr, 0, PF_Err_BAD_CALLBACK_PARAM, false},
+        {"16-bit, no composition", PF_PixelFormat_ARGB64, 8, nullptr, 0, PF_Err_BAD_CALLBACK_PARAM, false},
+        {"float, no composition", PF_PixelFormat_ARGB128, 16, nullptr, 0, PF_Err_BAD_CALLBACK_PARAM, false},
         // Only the float suite's acquisition error is reported.
         {"8-bit sampling suite missing", PF_PixelFormat_ARGB64, 8, "PF Sampling8 Suite", 0, 0, false},
         {"16-bit sampling suite missing", PF_PixelFormat_ARGB64, 8, "PF Sampling16 Suite", 0, 0, false},
         {"float sampling suite missing", PF_PixelFormat_ARGB32, 4, "PF SamplingFloat Suite", 0, kMissing, false},
-        {"output checkout fails", PF_PixelFormat_ARGB32, 4, nullptr, PF_Err_OUT_OF_MEMORY, PF_Err_OUT_OF_MEMORY, false},
+        // The texture checkout's error is OR-ed into the output's.
+        {"output checkout fails", PF_PixelFormat_ARGB32, 4, nullptr, PF_Err_OUT_OF_MEMORY,
+         PF_Err_OUT_OF_MEMORY | PF_Err_BAD_CALLBACK_PARAM, false},
         {"world suite missing", PF_PixelFormat_ARGB32, 4, "PF World Suite", 0, kMissing, false},
     };
     for (const Case& c : cases) {

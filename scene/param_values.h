@@ -1,0 +1,51 @@
+// The effect's parameter values as numbers, read through one ParamCheckout at the current
+// time. The first failed checkout is kept; values read after it are zeros.
+#pragma once
+#include "scene/param_checkout.h"
+#include "shell/effect_param_id.h"
+
+// 16.16 fixed point to a real number.
+inline constexpr double kFixedToReal = 1.52587890625e-5;
+
+class ParamValues {
+public:
+    explicit ParamValues(PF_InData* inData) : checkout_(inData) { keep(checkout_.error()); }
+
+    // Fixed sliders and angles: the 16.16 value as a real number.
+    double fixed(EffectParamId index) { return rawFixed(index) * kFixedToReal; }
+    PF_Fixed rawFixed(EffectParamId index)
+    {
+        const PF_ParamDef& p = read(index);
+        return p.param_type == PF_Param_ANGLE ? p.u.ad.value : p.u.fd.value;
+    }
+    // Percent sliders as fractions.
+    double percent(EffectParamId index) { return fixed(index) / 100.0; }
+    double floatSlider(EffectParamId index) { return read(index).u.fs_d.value; }
+    // Popups are 1-based; checkboxes give their raw value.
+    A_long popup(EffectParamId index) { return read(index).u.pd.value; }
+    A_long checkbox(EffectParamId index) { return read(index).u.bd.value; }
+    PF_Pixel color(EffectParamId index) { return read(index).u.cd.value; }
+    // The point in 16.16 pixels of the layer as currently buffered (downsampled).
+    PF_PointDef point(EffectParamId index) { return read(index).u.td; }
+    PF_LayerDef layer(EffectParamId index) { return read(index).u.ld; }
+
+    PF_Err error() const { return error_; }
+
+private:
+    const PF_ParamDef& read(EffectParamId index)
+    {
+        checkout_.get(index, &copy_);
+        keep(checkout_.error());
+        return copy_;
+    }
+    void keep(PF_Err err)
+    {
+        if (!error_) {
+            error_ = err;
+        }
+    }
+
+    ParamCheckout checkout_;
+    PF_ParamDef copy_{};
+    PF_Err error_ = PF_Err_NONE;
+};
