@@ -10,8 +10,9 @@ namespace orbhost {
 struct FaultPlan {
     // Suite names that AcquireSuite refuses (every version).
     std::set<std::string> unavailableSuites;
-    // 1-based: the Nth attempt of that kind fails (0 = never). Counted from when the plan
-    // is set.
+    // 1-based: the Nth attempt of that kind fails (0 = never). Attempts are counted over the
+    // host's whole life (HostState::faultCounters), so a plan set between frames adds the
+    // attempts already made.
     int failHandleAllocation = 0;   // host_new_handle returns NULL
     int failWorldCreation = 0;      // PF_NewWorld / new_world return injectedError
     int failAddParam = 0;           // add_param returns injectedError

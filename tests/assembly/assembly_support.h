@@ -1,0 +1,324 @@
+// Renders small scenes with the real module and keeps a copy of the render context it hands
+// each iterate pass, so that tests can compare what scene assembly made of the composition
+// with values worked out from the scene's own geometry.
+#pragma once
+#include "host/core/effect_host.h"
+#include "host/core/host_state.h"
+#include "host/core/scene_binding.h"
+#include "host/scene/scene.h"
+#include "scene/render_context.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace asmtest {
+
+inline constexpr double kPi = 3.14159265358979323846;
+inline constexpr int kWidth = 160, kHeight = 120;   // the default composition and effect layer
+
+inline std::string modulePath() { return std::string(ORBULON_BUILD_DIR) + "/Orbulon.so"; }
+
+// One light record, copied out of host memory while the render still owns it.
+struct LightSnapshot {
+    Matrix4 lightToSphere;
+    std::array<float, 4> argb{};   // alpha, red, green, blue
+    A_long lightType = -1;
+    double intensity = 0, cosHalfCone = 0, coneFeather = 0;
+    float shadowDarkness = 0;
+    double shadowDiffusion = 0;
+    bool castsShadows = false;
+};
+
+// The context as one iterate pass saw it. Worlds keep only what a test can compare.
+struct WorldShape {
+    A_long width = 0, height = 0, rowbytes = 0;
+    bool hasPixels = false;
+};
+
+struct ContextSnapshot {
+    const void* address = nullptr;
+    A_long iterations = 0;
+    double downsampleX = 0, downsampleY = 0, pixelAspect = 0;
+    Matrix4 sphereToWorld, worldToSphere;
+    Vec4 radius, radiusSq, invRadius, invRadiusSq;
+    bool openInverted = false;
+    double slideTurns = 0;
+    WorldShape texture, reflection, output;
+    double textureWidth = 0, textureHeight = 0;
+    PF_PixelFormat pixelFormat = 0;
+    float viewCenterX = 0, viewCenterY = 0, viewPlaneZ = 0;
+    Matrix4 cameraToWorld, cameraToSphere;
+    bool showPivot = false;
+    double openScale = 0, fixedPointU = 0, fixedPointV = 0;
+    A_long lightCapacity = 0;
+    std::vector<LightSnapshot> lights;
+    A_u_long falloffMode = 0;
+    double falloffRadius = 0, falloffDistance = 0;
+    bool selfShadow = false;
+    float lightTransmission = 0, emit = 0, ambient = 0, diffuse = 0, specular = 0, shininess = 0, metal = 0;
+    float reflectionIntensity = 0, reflectionRolloff = 0;
+    std::array<double, 3> cameraOrigin{};
+    double cameraQuadric = 0;
+    A_u_long renderSide = 0, depthOfFieldMode = 0;
+    bool perspective = false, depthOfFieldActive = false;
+    double focusDistance = 0, blurScale = 0;
+    std::array<bool, 4> passWorldsSet{};
+    double sharpnessFactor = 0;
+    A_u_long depthCompositeMode = 0;
+    double depthRange = 0, startDepth = 0;
+    Colour fogColor;
+};
+
+inline std::array<float, 4> argbOf(const Colour& c) { return {c.alpha, c.red, c.green, c.blue}; }
+inline std::array<float, 4> argbOf(const Vec4& c) { return {c.x, c.y, c.z, c.w}; }
+
+inline WorldShape shapeOf(const PF_EffectWorld& w)
+{
+    return {w.width, w.height, w.rowbytes, w.data != nullptr};
+}
+
+inline ContextSnapshot snapshot(const RenderContext& c, A_long iterations)
+{
+    ContextSnapshot s;
+    s.address = &c;
+    s.iterations = iterations;
+    s.downsampleX = c.downsampleX, s.downsampleY = c.downsampleY, s.pixelAspect = c.pixelAspect;
+    s.sphereToWorld = c.sphereToWorld, s.worldToSphere = c.worldToSphere;
+    s.radius = c.radius, s.radiusSq = c.radiusSq, s.invRadius = c.invRadius, s.invRadiusSq = c.invRadiusSq;
+    s.openInverted = c.openInverted, s.slideTurns = c.slideTurns;
+    s.texture = shapeOf(c.textureWorld), s.reflection = shapeOf(c.reflectionWorld);
+    if (c.outputWorld)
+        s.output = shapeOf(*c.outputWorld);
+    s.textureWidth = c.textureWidth, s.textureHeight = c.textureHeight, s.pixelFormat = c.pixelFormat;
+    s.viewCenterX = c.viewCenterX, s.viewCenterY = c.viewCenterY, s.viewPlaneZ = c.viewPlaneZ;
+    s.cameraToWorld = c.cameraToWorld, s.cameraToSphere = c.cameraToSphere;
+    s.showPivot = c.showPivot, s.openScale = c.openScale;
+    s.fixedPointU = c.fixedPointU, s.fixedPointV = c.fixedPointV;
+    s.lightCapacity = c.lights.capacity;
+    for (A_long i = 0; i < c.lights.count; ++i) {
+        const LightRecord& r = *c.lights.items[i];
+        LightSnapshot l;
+        l.lightToSphere = r.lightToSphere, l.argb = argbOf(r.color), l.lightType = r.lightType;
+        l.intensity = r.intensity, l.cosHalfCone = r.cosHalfCone, l.coneFeather = r.coneFeather;
+        l.shadowDarkness = r.shadowDarkness, l.shadowDiffusion = r.shadowDiffusion, l.castsShadows = r.castsShadows;
+        s.lights.push_back(l);
+    }
+    s.falloffMode = c.falloffMode, s.falloffRadius = c.falloffRadius, s.falloffDistance = c.falloffDistance;
+    s.selfShadow = c.selfShadow, s.lightTransmission = c.lightTransmission, s.emit = c.emit;
+    s.ambient = c.ambient, s.diffuse = c.diffuse, s.specular = c.specular, s.shininess = c.shininess;
+    s.metal = c.metal, s.reflectionIntensity = c.reflectionIntensity, s.reflectionRolloff = c.reflectionRolloff;
+    s.cameraOrigin = {c.cameraOrigin[0], c.cameraOrigin[1], c.cameraOrigin[2]};
+    s.cameraQuadric = c.cameraQuadric;
+    s.renderSide = c.renderSide, s.depthOfFieldMode = c.depthOfFieldMode;
+    s.perspective = c.perspective, s.depthOfFieldActive = c.depthOfFieldActive;
+    s.focusDistance = c.focusDistance, s.blurScale = c.blurScale;
+    for (int i = 0; i < 4; ++i)
+        s.passWorldsSet[i] = c.passWorlds[i] != nullptr;
+    s.sharpnessFactor = c.sharpnessFactor, s.depthCompositeMode = c.depthCompositeMode;
+    s.depthRange = c.depthRange, s.startDepth = c.startDepth, s.fogColor = c.fogColor;
+    return s;
+}
+
+// A scene: the composition settings, layers above the effect's layer (cameras, lights,
+// control layers, each written with a trailing comma) and parameter values by name as JSON
+// text. The effect sits on "Sphere" (the composition's size); "Tex" (60 × 48) and "Refl"
+// (30 × 12) can be chosen as texture and reflection map.
+struct SceneSetup {
+    std::string composition = R"("width": 160, "height": 120, "frameRate": 10, "duration": 2)";
+    std::string layers;
+    std::map<std::string, std::string> params;
+    std::string sphereKeys;                      // extra keys of the effect's layer, e.g. its in point
+    std::function<void(orbhost::Scene&)> edit;   // changes the scene text cannot express
+};
+
+// An unrotated sphere of radius 40 in the middle of the default composition.
+inline std::map<std::string, std::string> baseParams()
+{
+    return {{"Rotation X", "0"}, {"Rotation Y", "0"}, {"Rotation Z", "0"}, {"Radius", "40"},
+            {"Position XY", "[80, 60]"}, {"Position Z", "0"}, {"Use Composition Camera", "true"}};
+}
+
+inline SceneSetup sceneWith(std::map<std::string, std::string> params, std::string layers = "")
+{
+    SceneSetup setup;
+    setup.params = baseParams();
+    for (auto& [name, value] : params)
+        setup.params[name] = value;
+    setup.layers = std::move(layers);
+    return setup;
+}
+
+inline std::string sceneJson(const SceneSetup& setup)
+{
+    std::ostringstream params;
+    for (const auto& [name, value] : setup.params)
+        params << (params.tellp() > 0 ? ", " : "") << '"' << name << "\": " << value;
+    return "{ \"composition\": {" + setup.composition + "}, \"layers\": [" + setup.layers +
+           R"( { "name": "Sphere", "type": "solid" )" + setup.sphereKeys + R"( },
+               { "name": "Tex", "type": "solid", "width": 60, "height": 48, "color": [1, 0, 0] },
+               { "name": "Refl", "type": "solid", "width": 30, "height": 12, "color": [0, 1, 0] } ],
+           "effect": { "layer": "Sphere", "params": { )" +
+           params.str() + " } } }";
+}
+
+struct Rendered {
+    std::unique_ptr<orbhost::EffectHost> host;
+    PF_Err result = -1;
+    std::vector<ContextSnapshot> passes;   // one per iterate pass, in order
+    int handleAttempts = 0;                // host_new_handle calls made by the render
+
+    const ContextSnapshot& ctx() const
+    {
+        if (passes.empty())
+            throw std::runtime_error("the render made no iterate pass");
+        return passes.front();
+    }
+};
+
+// Renders one frame. `prepare` runs just before the render (fault plans). Every render is
+// checked to leave the host's accounts as they were: what the effect takes during a
+// render it gives back before the command returns, on every path.
+inline Rendered renderScene(const SceneSetup& setup, orbhost::FrameRequest request = {},
+                            const std::function<void(orbhost::EffectHost&)>& prepare = {})
+{
+    Rendered r;
+    auto passes = std::make_shared<std::vector<ContextSnapshot>>();
+    orbhost::HostConfig config;
+    config.iterateObserver = [passes](const void* refcon, A_long iterations) {
+        passes->push_back(snapshot(*static_cast<const RenderContext*>(refcon), iterations));
+    };
+    r.host = std::make_unique<orbhost::EffectHost>(modulePath(), config);
+    if (r.host->start() != PF_Err_NONE) {
+        ADD_FAILURE() << "the module did not start";
+        return r;
+    }
+    orbhost::Scene scene = orbhost::parseSceneText(sceneJson(setup), "assembly.json", ".");
+    if (setup.edit)
+        setup.edit(scene);
+    orbhost::bindScene(*r.host, scene);
+    if (prepare)
+        prepare(*r.host);
+    const std::vector<orbhost::Imbalance> heldBefore = r.host->liveResources();
+    const int attemptsBefore = r.host->state().faultCounters.handleAllocations;
+    orbhost::Image out;
+    r.result = r.host->renderFrame(request, &out);
+    r.handleAttempts = r.host->state().faultCounters.handleAllocations - attemptsBefore;
+    r.passes = *passes;
+
+    const orbhost::CommandRecord& record = r.host->commandLog().back();
+    EXPECT_EQ(record.cmd, PF_Cmd_SMART_RENDER);
+    for (const orbhost::Imbalance& i : record.imbalances)
+        ADD_FAILURE() << "the render left unbalanced: " << i.what << " (" << i.count << ")";
+    const std::vector<orbhost::Imbalance> heldAfter = r.host->liveResources();
+    EXPECT_EQ(heldAfter.size(), heldBefore.size()) << "the render left resources held";
+    for (std::size_t i = 0; i < std::min(heldAfter.size(), heldBefore.size()); ++i)
+        EXPECT_EQ(heldAfter[i].count, heldBefore[i].count) << heldAfter[i].what;
+    return r;
+}
+
+// Skips a test when the module has not been built in this build tree.
+template <class Base>
+class SkipWithoutModule : public Base {
+protected:
+    void SetUp() override
+    {
+        if (!std::filesystem::exists(modulePath()))
+            GTEST_SKIP() << modulePath() << " not built";
+    }
+};
+using AssemblyTest = SkipWithoutModule<testing::Test>;
+template <class Param>
+using AssemblyParamTest = SkipWithoutModule<testing::TestWithParam<Param>>;
+
+// Geometry helpers: rows of the context's single-precision matrices as doubles.
+using Vec3d = std::array<double, 3>;
+
+inline Vec3d row(const Matrix4& m, int i) { return {m.m[i][0], m.m[i][1], m.m[i][2]}; }
+inline Vec3d xyz(Vec4 v) { return {v.x, v.y, v.z}; }
+inline Vec3d operator-(Vec3d a, Vec3d b) { return {a[0] - b[0], a[1] - b[1], a[2] - b[2]}; }
+inline Vec3d operator+(Vec3d a, Vec3d b) { return {a[0] + b[0], a[1] + b[1], a[2] + b[2]}; }
+inline Vec3d operator*(Vec3d a, double s) { return {a[0] * s, a[1] * s, a[2] * s}; }
+inline double dot(Vec3d a, Vec3d b) { return a[0] * b[0] + a[1] * b[1] + a[2] * b[2]; }
+inline double length(Vec3d a) { return std::sqrt(dot(a, a)); }
+inline Vec3d normalized(Vec3d a) { return a * (1.0 / length(a)); }
+
+// The point p (row vector, w = 1) mapped by m.
+inline Vec3d mapPoint(Vec3d p, const Matrix4& m)
+{
+    Vec3d r;
+    for (int j = 0; j < 3; ++j)
+        r[j] = p[0] * m.m[0][j] + p[1] * m.m[1][j] + p[2] * m.m[2][j] + m.m[3][j];
+    return r;
+}
+
+// A world point in a frame whose rows are orthonormal axes and whose row 3 is its origin.
+inline Vec3d intoFrame(Vec3d world, const std::array<Vec3d, 3>& axes, Vec3d origin)
+{
+    const Vec3d d = world - origin;
+    return {dot(d, axes[0]), dot(d, axes[1]), dot(d, axes[2])};
+}
+
+// A number as scene text, exactly (slider limits such as 0.998992919921875 must survive).
+inline std::string num(double v)
+{
+    std::ostringstream o;
+    o.precision(17);
+    o << v;
+    return o.str();
+}
+
+// Relative tolerance with an absolute floor, for values computed in single precision.
+inline double tol(double expected, double relative = 1e-4) { return relative * std::max(1.0, std::abs(expected)); }
+
+inline std::string str(Vec3d v)
+{
+    std::ostringstream o;
+    o << '(' << v[0] << ", " << v[1] << ", " << v[2] << ')';
+    return o.str();
+}
+
+inline void expectNear(Vec3d actual, Vec3d expected, const std::string& what, double relative = 1e-4)
+{
+    for (int i = 0; i < 3; ++i)
+        if (!(std::abs(actual[i] - expected[i]) <= tol(expected[i], relative))) {
+            ADD_FAILURE() << what << ": got " << str(actual) << ", expected " << str(expected);
+            return;
+        }
+}
+
+// worldToSphere · sphereToWorld is the identity (tolerance scaled by the translation's size).
+inline void expectInversePair(const ContextSnapshot& c, const std::string& what)
+{
+    const Matrix4 p = c.sphereToWorld * c.worldToSphere;
+    const double scale = std::max(1.0, length(row(c.sphereToWorld, 3)));
+    for (int i = 0; i < 4; ++i)
+        for (int j = 0; j < 4; ++j)
+            if (std::abs(p.m[i][j] - (i == j ? 1.0 : 0.0)) > 1e-4 * (i == 3 ? scale : 1.0)) {
+                ADD_FAILURE() << what << ": sphereToWorld · worldToSphere differs from the identity at [" << i
+                              << "][" << j << "] = " << p.m[i][j];
+                return;
+            }
+}
+
+// The surface point at (u, v) of an ellipsoid with semi-axes r, in its own frame.
+inline Vec3d surfacePoint(Vec3d r, double u, double v)
+{
+    const double theta = (1.0 - v) * kPi, phi = (1.0 - u) * 2.0 * kPi;
+    return {r[0] * std::sin(theta) * std::cos(phi), r[1] * std::sin(theta) * std::sin(phi), r[2] * std::cos(theta)};
+}
+
+// x of a composition point as the effect sees it in non-square pixels: scaled about the
+// composition's horizontal centre.
+inline double squareX(double x, double pixelAspect, double width) { return (x - width / 2) * pixelAspect + width / 2; }
+
+} // namespace asmtest
