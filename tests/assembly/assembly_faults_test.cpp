@@ -89,3 +89,50 @@ TEST_F(AssemblyTest, EachLightTakesARecordAndANewArray)
     ASSERT_EQ(r.result, PF_Err_NONE);
     EXPECT_EQ(r.handleAttempts, 6) << "the fault cases above count on this order";
 }
+
+namespace {
+
+struct FailurePoint {
+    const char* kind;
+    int orbhost::FaultCounters::*attempts;
+    int orbhost::FaultPlan::*failAt;
+};
+
+} // namespace
+
+// Every host call of each kind that a depth-of-field frame with lights, texture, reflection
+// map and control layer makes is made to fail once, in turn. The frame reports the error,
+// or goes on where the failure costs nothing that matters (a light's array: that light is
+// left out; the reflection map's checkout: no reflection; a first checkout of the input
+// that the next one replaces), and it never leaves anything held.
+TEST_F(AssemblyTest, SurvivesAFailureAtEveryHostCallOfTheFrame)
+{
+
+    SceneSetup setup = sceneWith({{"Texture", R"("Tex")"}, {"Reflection Map", R"("Refl")"},
+                                  {"Control Layer", R"("Ctl")"}, {"Depth Of Field", R"("On")"}},
+                                 kCameraAndLights + R"({ "name": "Ctl", "type": "null", "threeD": true },)");
+    const FailurePoint points[] = {
+        {"checkout", &orbhost::FaultCounters::checkouts, &orbhost::FaultPlan::failCheckout},
+        {"handle", &orbhost::FaultCounters::handleAllocations, &orbhost::FaultPlan::failHandleAllocation},
+        {"world", &orbhost::FaultCounters::worldCreations, &orbhost::FaultPlan::failWorldCreation},
+        {"stream", &orbhost::FaultCounters::streamReads, &orbhost::FaultPlan::failStreamRead},
+    };
+    for (const FailurePoint& point : points) {
+        int calls = 0;
+        const Rendered clean = renderScene(setup, {}, [&](orbhost::EffectHost& host) {
+            calls = -(host.state().faultCounters.*point.attempts);
+        });
+        ASSERT_EQ(clean.result, PF_Err_NONE);
+        ASSERT_EQ(clean.passes.size(), 2u) << "depth of field takes the buffered and gather passes";
+        calls += clean.host->state().faultCounters.*point.attempts;
+        EXPECT_GT(calls, 0) << point.kind;
+        for (int nth = 1; nth <= calls; ++nth) {
+            SCOPED_TRACE(std::string(point.kind) + " " + std::to_string(nth) + " of " + std::to_string(calls));
+            const Rendered r = renderScene(setup, {}, [&](orbhost::EffectHost& host) {
+                host.faults().*point.failAt = host.state().faultCounters.*point.attempts + nth;
+            });
+            if (r.result == PF_Err_NONE)
+                EXPECT_GE(intensities(r).size(), 2u) << "at most one light is left out";
+        }
+    }
+}
