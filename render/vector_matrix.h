@@ -12,6 +12,11 @@
 #define ORBULON_HAVE_SSE 1
 #endif
 
+inline constexpr double kPi = 3.141592653589793;
+// Degrees to radians: the double factor, and the float one the single-precision steps use.
+inline constexpr double kDegreesToRadians = 0.017453292519943295;
+inline constexpr float kDegreesToRadiansF = 0.017453292f;
+
 // Four floats; w is 1 for points that translate and 0 for directions. Dot and cross products
 // look at x, y and z only.
 struct Vec4 {

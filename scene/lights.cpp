@@ -10,8 +10,6 @@
 
 namespace {
 
-constexpr double kDegreesToRadians = 0.017453292519943295;
-
 // A layer counts from its in point up to, not including, its out point. Solo, shy and
 // parenting play no part: the video switch and the time span decide.
 bool isShiningLight(AEO::LightLayer& layer, double seconds)

@@ -4,8 +4,9 @@
 #include "scene/param_checkout.h"
 #include "shell/effect_param_id.h"
 
-// 16.16 fixed point to a real number.
+// 16.16 fixed point to a real number, in double and (for the single-precision angles) float.
 inline constexpr double kFixedToReal = 1.52587890625e-5;
+inline constexpr float kFixedToRealF = 1.5258789e-5f;
 
 class ParamValues {
 public:

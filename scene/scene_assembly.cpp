@@ -12,8 +12,6 @@
 
 namespace {
 
-constexpr double kPi = 3.141592653589793;
-
 struct CompositionView {
     double width = 0.0;
     double height = 0.0;

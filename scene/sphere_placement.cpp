@@ -16,12 +16,9 @@
 
 namespace {
 
-constexpr double kPi = 3.141592653589793;
 // Just short of a quarter turn, so that an "Open Parameter" of exactly 1 stays finite.
 constexpr double kNearlyQuarterTurn = 1.5707723583450859;
 constexpr double kOpenScaleLimit = 10000.0;
-constexpr float kFixedToRealF = 1.5258789e-5f;
-constexpr float kDegreesToRadiansF = 0.017453292f;
 
 struct Frame {
     Vec4 rows[3];   // orientation: images of the x, y and z axes

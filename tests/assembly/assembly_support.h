@@ -23,7 +23,6 @@
 
 namespace asmtest {
 
-inline constexpr double kPi = 3.14159265358979323846;
 inline constexpr int kWidth = 160, kHeight = 120;   // the default composition and effect layer
 
 inline std::string modulePath() { return std::string(ORBULON_BUILD_DIR) + "/Orbulon.so"; }
