@@ -14,44 +14,44 @@ Pixel& pixelAt(const PF_EffectWorld& world, A_long x, A_long y)
     return reinterpret_cast<Pixel*>(row)[x];
 }
 
-bool pixelOf(const RenderContext& ctx, A_long i, A_long& x, A_long& y)
+// The context and the output pixel of iteration i; null when the call has nothing to do.
+const RenderContext* pixelOf(void* refcon, A_long threadIndex, A_long i, A_long& x, A_long& y)
 {
-    const PF_EffectWorld* out = ctx.outputWorld;
-    if (!out || !out->data || out->width <= 0 || i < 0 || i / out->width >= out->height) {
-        return false;
+    const auto* ctx = static_cast<const RenderContext*>(refcon);
+    const PF_EffectWorld* out = ctx ? ctx->outputWorld : nullptr;
+    if (threadIndex < 0 || !out || !out->data || out->width <= 0 || i < 0 || i / out->width >= out->height) {
+        return nullptr;
     }
     x = i % out->width;
     y = i / out->width;
-    return true;
+    return ctx;
 }
 
 template <class Pixel>
 PF_Err directPass(void* refcon, A_long threadIndex, A_long i, A_long)
 {
-    const auto& ctx = *static_cast<const RenderContext*>(refcon);
     A_long x = 0, y = 0;
-    if (threadIndex < 0 || !pixelOf(ctx, i, x, y)) {
-        return PF_Err_NONE;
+    if (const RenderContext* ctx = pixelOf(refcon, threadIndex, i, x, y)) {
+        writePixel(Colour{}, pixelAt<Pixel>(*ctx->outputWorld, x, y));
     }
-    writePixel(Colour{}, pixelAt<Pixel>(*ctx.outputWorld, x, y));
     return PF_Err_NONE;
 }
 
 template <class Pixel>
 PF_Err bufferedPass(void* refcon, A_long threadIndex, A_long i, A_long)
 {
-    const auto& ctx = *static_cast<const RenderContext*>(refcon);
     A_long x = 0, y = 0;
-    if (threadIndex < 0 || !pixelOf(ctx, i, x, y)) {
+    const RenderContext* ctx = pixelOf(refcon, threadIndex, i, x, y);
+    if (!ctx) {
         return PF_Err_NONE;
     }
     // Colours at the output depth; depths as one float per 8-bit pixel, −1 for no surface.
     constexpr float kNoSurface = -1.0f;
     for (int layer = 0; layer < 2; ++layer) {
-        if (const PF_EffectWorld* colour = ctx.passWorlds[layer]; colour && colour->data) {
+        if (const PF_EffectWorld* colour = ctx->passWorlds[layer]; colour && colour->data) {
             writePixel(Colour{}, pixelAt<Pixel>(*colour, x, y));
         }
-        if (const PF_EffectWorld* depth = ctx.passWorlds[layer + 2]; depth && depth->data) {
+        if (const PF_EffectWorld* depth = ctx->passWorlds[layer + 2]; depth && depth->data) {
             pixelAt<float>(*depth, x, y) = kNoSurface;
         }
     }

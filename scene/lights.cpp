@@ -46,7 +46,6 @@ PF_Err gatherLights(RenderContext& ctx, AEO::Composition& comp, const A_Time& co
 {
     FirstError error;
     const double seconds = secondsOf(compTime);
-    const Matrix4 worldToSphere = inverseMatrix(ctx.sphereToWorld);
     const A_long layerCount = comp.layerCount();
     for (A_long i = 0; i < layerCount && !error; ++i) {
         AEO::LightLayer layer(ctx.hostAccess, comp.layerByIndex(i));
@@ -60,7 +59,7 @@ PF_Err gatherLights(RenderContext& ctx, AEO::Composition& comp, const A_Time& co
             error.keep(PF_Err_OUT_OF_MEMORY);
             break;
         }
-        readLight(layer, compTime, worldToSphere, pixelAspect, compositionWidth, *record);
+        readLight(layer, compTime, ctx.worldToSphere, pixelAspect, compositionWidth, *record);
         error.keep(layer.lastError());
         // Without room in the list the light is left out and the frame renders without it.
         if (!appendLight(ctx.lights, record)) {

@@ -64,7 +64,7 @@ void useDefaultCamera(RenderContext& ctx, AEO::Composition& comp, const Composit
 
 void placeCameraInSphere(RenderContext& ctx)
 {
-    ctx.cameraToSphere = ctx.cameraToWorld * inverseMatrix(ctx.sphereToWorld);
+    ctx.cameraToSphere = ctx.cameraToWorld * ctx.worldToSphere;
     const double x = ctx.cameraToSphere.m[3][0], y = ctx.cameraToSphere.m[3][1], z = ctx.cameraToSphere.m[3][2];
     ctx.cameraOrigin[0] = x, ctx.cameraOrigin[1] = y, ctx.cameraOrigin[2] = z;
     ctx.cameraQuadric = y * y * ctx.invRadiusSq.y + x * x * ctx.invRadiusSq.x + z * z * ctx.invRadiusSq.z - 1.0;

@@ -5,7 +5,10 @@
 
 namespace orbhost {
 
-CompositionModel compositionModel(const Scene& scene)
+namespace {
+
+// The composition's settings without its layers.
+CompositionModel compositionSettings(const Scene& scene)
 {
     CompositionModel model;
     model.width = scene.width;
@@ -14,6 +17,14 @@ CompositionModel compositionModel(const Scene& scene)
     model.frameRate = scene.frameRate;
     model.duration = scene.duration;
     model.defaultCameraDistance = scene.defaultCameraDistance;
+    return model;
+}
+
+} // namespace
+
+CompositionModel compositionModel(const Scene& scene)
+{
+    CompositionModel model = compositionSettings(scene);
     model.layers.reserve(scene.layers.size());
     for (const Layer& layer : scene.layers) {
         model.layers.push_back(static_cast<const LayerModel&>(layer));
@@ -21,14 +32,6 @@ CompositionModel compositionModel(const Scene& scene)
     return model;
 }
 
-double sceneCameraDistance(const Scene& scene)
-{
-    CompositionModel comp;
-    comp.width = scene.width;
-    comp.height = scene.height;
-    comp.pixelAspect = scene.pixelAspect;
-    comp.defaultCameraDistance = scene.defaultCameraDistance;
-    return defaultCameraDistance(comp);
-}
+double sceneCameraDistance(const Scene& scene) { return defaultCameraDistance(compositionSettings(scene)); }
 
 }  // namespace orbhost
