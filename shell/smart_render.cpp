@@ -115,8 +115,13 @@ PF_Err smartRender(PF_InData* in_data, PF_OutData*, PF_SmartRenderExtra* extra)
     }
     ctx.outputWorld = output;
 
+    const PassCallbacks passes = passCallbacksFor(ctx.pixelFormat);
+    // The kernels sample through the context's own suite of the output's depth; a render
+    // they could not finish fails here, before any pass starts.
+    if (!err && !passes.canSample(ctx)) {
+        err = PF_Err_BAD_CALLBACK_PARAM;
+    }
     if (!err) {
-        const PassCallbacks passes = passCallbacksFor(ctx.pixelFormat);
         err = ctx.depthOfFieldActive ? renderWithDepthOfField(in_data, *output, ctx, passes)
                                      : iterate(in_data, *output, ctx, passes.direct);
     }
