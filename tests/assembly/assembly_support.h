@@ -175,6 +175,7 @@ struct Rendered {
     PF_Err result = -1;
     std::vector<ContextSnapshot> passes;   // one per iterate pass, in order
     int handleAttempts = 0;                // host_new_handle calls made by the render
+    orbhost::Image image;                  // the rendered frame (straight RGBA floats)
 
     const ContextSnapshot& ctx() const
     {
@@ -209,8 +210,7 @@ inline Rendered renderScene(const SceneSetup& setup, orbhost::FrameRequest reque
         prepare(*r.host);
     const std::vector<orbhost::Imbalance> heldBefore = r.host->liveResources();
     const int attemptsBefore = r.host->state().faultCounters.handleAllocations;
-    orbhost::Image out;
-    r.result = r.host->renderFrame(request, &out);
+    r.result = r.host->renderFrame(request, &r.image);
     r.handleAttempts = r.host->state().faultCounters.handleAllocations - attemptsBefore;
     r.passes = *passes;
 
