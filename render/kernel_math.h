@@ -6,7 +6,14 @@
 
 #include <cmath>
 
-inline float acosF(float x) { return static_cast<float>(std::acos(static_cast<double>(x))); }
+// A unit vector normalised with the refined reciprocal square root estimate can have a
+// component a hair beyond ±1; it is taken as ±1, so that a ray that meets a pole head on
+// still gets a latitude instead of a NaN (which would leave a hole in the picture).
+inline float acosF(float x)
+{
+    const double clamped = x > 1.0f ? 1.0 : x < -1.0f ? -1.0 : static_cast<double>(x);
+    return static_cast<float>(std::acos(clamped));
+}
 
 inline float atan2F(float y, float x)
 {

@@ -1,0 +1,195 @@
+// How much of each pixel the sphere covers, and which ray a pixel is shaded along: rendered
+// images compared with the disc the scene's camera must see and with the nine-sample rule
+// evaluated independently in double precision.
+#include "renderer/geometry_support.h"
+
+using namespace geotest;
+using asmtest::renderScene;
+
+namespace {
+
+struct CoverageCase {
+    const char* name;
+    bool perspective;
+    double zoom, distance;   // camera layer; zoom 0: the composition's default camera
+    Placement placement;
+    int bitDepth;
+    int downsample = 1;
+};
+
+View viewOf(const CoverageCase& c)
+{
+    View v = c.zoom == 0 ? defaultView() : cameraView(c.perspective, c.zoom, c.distance);
+    v.downsample = c.downsample;
+    return v;
+}
+
+std::string layersOf(const CoverageCase& c)
+{
+    return c.zoom == 0 ? std::string() : cameraLayerJson(c.perspective, c.zoom, c.distance);
+}
+
+// The radius of the disc the sphere covers on screen when its centre lies on the camera's
+// axis: a parallel view shows the radius itself; a perspective eye at distance d from the
+// centre sees the tangent cone of half-angle asin(r/d), which the image plane at distance
+// `zoom` cuts in a circle of radius zoom · r / sqrt(d² - r²).
+double discRadius(const CoverageCase& c)
+{
+    const View v = viewOf(c);
+    const double r = c.placement.radius;
+    if (!v.perspective)
+        return r;
+    const double d = c.placement.position[2] - v.eye[2];
+    return v.zoom * r / std::sqrt(d * d - r * r);
+}
+
+bool onAxis(const CoverageCase& c)
+{
+    const View v = viewOf(c);
+    return !v.perspective || (c.placement.position[0] == v.centreX && c.placement.position[1] == v.centreY);
+}
+
+class Coverage : public asmtest::AssemblyParamTest<CoverageCase> {};
+
+// Summed alpha is the disc's area to within a small share of its perimeter; every pixel's
+// alpha is n/9 for the number n of its nine samples inside the silhouette (none when no corner
+// hits, nine when all four corners do), truncated to the output depth: exactly 1 inside and 0
+// outside.
+TEST_P(Coverage, AlphaIsTheShareOfSamplesInsideTheSilhouette)
+{
+    const CoverageCase& c = GetParam();
+    const View view = viewOf(c);
+    const Sphere sphere = place(c.placement);
+    const auto r = renderScene(geometryScene(c.placement, {}, layersOf(c)),
+                               {0, c.bitDepth, c.downsample, c.downsample});
+    ASSERT_EQ(r.result, PF_Err_NONE);
+    ASSERT_EQ(r.image.width, asmtest::kWidth / c.downsample);
+    ASSERT_EQ(r.image.height, asmtest::kHeight / c.downsample);
+
+    double sum = 0;
+    int full = 0, partial = 0, mismatches = 0, offGrid = 0;
+    std::ostringstream detail;
+    for (int y = 0; y < r.image.height; ++y)
+        for (int x = 0; x < r.image.width; ++x) {
+            const double a = pixelOf(r.image, x, y).a;
+            sum += a;
+            bool onGrid = false;
+            for (int n = 0; n <= 9; ++n)
+                onGrid = onGrid || std::abs(a - quantised(coverageFraction(n), c.bitDepth)) < 1e-6;
+            offGrid += onGrid ? 0 : 1;
+            const SampleCount model = coverage(view, sphere, x, y);
+            if (model.fragile)
+                continue;
+            const double want = quantised(coverageFraction(model.n), c.bitDepth);
+            full += model.n == 9 ? 1 : 0;
+            partial += model.n > 0 && model.n < 9 ? 1 : 0;
+            if (std::abs(a - want) > 1e-6 && ++mismatches <= 6)
+                detail << "\n  pixel (" << x << ", " << y << "): " << model.n << "/9 of its samples inside, alpha "
+                       << want << " expected, got " << a;
+        }
+    EXPECT_EQ(mismatches, 0) << detail.str();
+    EXPECT_EQ(offGrid, 0) << "alpha values that are not a ninth of full coverage at this depth";
+    EXPECT_GT(full, 1000 / (c.downsample * c.downsample));
+    EXPECT_GT(partial, 50 / c.downsample);
+
+    if (onAxis(c)) {
+        // In output pixels: a downsampled frame shows the composition at 1/downsample.
+        const double R = discRadius(c) / c.downsample;
+        EXPECT_NEAR(sum, kPiD * R * R, 0.03 * 2 * kPiD * R)
+            << "summed alpha against the area of a disc of radius " << R;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Discs, Coverage,
+    testing::Values(
+        CoverageCase{"Parallel8", false, 300, 300, {40, {80, 60, 0}}, 8},
+        CoverageCase{"ParallelFloat", false, 300, 300, {40, {80, 60, 0}}, 32},
+        CoverageCase{"ParallelOffCentre16", false, 300, 300, {25.5, {61.25, 47.5, 30}}, 16},
+        CoverageCase{"DefaultCamera8", true, 0, 0, {40, {80, 60, 0}}, 8},
+        CoverageCase{"CloseCameraFloat", true, 120, 120, {40, {80, 60, 0}}, 32},
+        CoverageCase{"CloseCameraBehindPlane16", true, 120, 120, {30, {80, 60, 80}}, 16},
+        CoverageCase{"DefaultCameraOffAxisFloat", true, 0, 0, {30, {50, 75, -40}, {10, 20, 30}}, 32},
+        CoverageCase{"DefaultCameraHalfSize8", true, 0, 0, {40, {80, 60, 0}}, 8, 2},
+        CoverageCase{"ParallelQuarterSizeFloat", false, 300, 300, {44, {80, 60, 0}}, 32, 4}),
+    [](const testing::TestParamInfo<CoverageCase>& i) { return std::string(i.param.name); });
+
+// A sphere smaller than the spacing of a pixel's corner samples that falls between them leaves
+// the pixel empty, even though the pixel's centre sample would hit it.
+class TinySphere : public asmtest::AssemblyTest {};
+
+TEST_F(TinySphere, VanishesBetweenCornerSamplesAndShowsAsANinthOnOne)
+{
+    const Placement p{0.2, {80.5, 60.5, 0}};   // parallel view: a disc of radius 0.2 at a pixel centre
+    const auto r = renderScene(geometryScene(p, {}, cameraLayerJson(false, 300, 300)), {0, 32});
+    ASSERT_EQ(r.result, PF_Err_NONE);
+    double sum = 0;
+    for (float v : r.image.rgba)
+        sum += std::abs(v);
+    EXPECT_EQ(sum, 0.0) << "no corner sample hits, so nothing may be drawn";
+
+    // Moved onto a corner sample (80 + 5/6, 60 + 5/6) the same sphere shows, as 1/9 of a pixel
+    // (turned so that the ray meets it on its equator).
+    const Placement onCorner{0.2, {80 + 5.0 / 6, 60 + 5.0 / 6, 0}, {90, 0, 0}};
+    const auto s = renderScene(geometryScene(onCorner, {}, cameraLayerJson(false, 300, 300)), {0, 32});
+    ASSERT_EQ(s.result, PF_Err_NONE);
+    EXPECT_FLOAT_EQ(pixelOf(s.image, 80, 60).a, 1.0f / 9.0f);
+    double total = 0;
+    for (int y = 0; y < s.image.height; ++y)
+        for (int x = 0; x < s.image.width; ++x)
+            total += pixelOf(s.image, x, y).a;
+    EXPECT_FLOAT_EQ(float(total), 1.0f / 9.0f);
+}
+
+// --- Which ray shades a pixel ----------------------------------------------------------------
+
+struct RayCase {
+    const char* name;
+    bool parallel;
+    Placement placement;
+};
+
+class ShadingRay : public asmtest::AssemblyParamTest<RayCase> {};
+
+// With no texture and no lights the sphere shows (red U, green V): a fully covered pixel must
+// show the (U, V) where the ray through (x + 5/6, y + 5/6) meets the sphere, and a silhouette
+// pixel the (U, V) of the first of its nine samples, in casting order, that hits.
+TEST_P(ShadingRay, PixelShowsTheCoordinatesOfItsShadingRay)
+{
+    const RayCase& c = GetParam();
+    const View view = c.parallel ? cameraView(false, 300, 300) : defaultView();
+    const Sphere sphere = place(c.placement);
+    const auto r = renderScene(geometryScene(c.placement, {}, c.parallel ? cameraLayerJson(false, 300, 300) : ""),
+                               {0, 32});
+    ASSERT_EQ(r.result, PF_Err_NONE);
+    const auto model = [&](int x, int y) { return expectPixel(view, sphere, x, y, Side::Full, gradientColour); };
+    const int compared = compareWithModel(r.image, 32, 2e-4, model, c.name);
+    EXPECT_GT(compared, 15000);
+
+    // The test tells the corner ray from the centre ray: at most pixels the two differ by far
+    // more than the tolerance.
+    int distinct = 0, full = 0;
+    for (int y = 0; y < asmtest::kHeight; ++y)
+        for (int x = 0; x < asmtest::kWidth; ++x) {
+            const SampleCount cov = coverage(view, sphere, x, y);
+            if (cov.n != 9)
+                continue;
+            ++full;
+            const Ray centre = sampleRay(view, sphere, x + 0.5, y + 0.5);
+            const UV a = uvAt(sphere, cov.ray.o + cov.ray.d * cov.hit.tNear);
+            const UV b = uvAt(sphere, centre.o + centre.d * intersect(sphere, centre).tNear);
+            distinct += std::abs(a.u - b.u) + std::abs(a.v - b.v) > 1e-3 ? 1 : 0;
+        }
+    EXPECT_GT(distinct, full * 9 / 10);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Placements, ShadingRay,
+    testing::Values(RayCase{"Unturned", false, {40, {80, 60, 0}}},
+                    RayCase{"GlobeTurn", false, {40, {80, 60, 0}, {-90, 0, -90}}},
+                    RayCase{"TurnedAndMoved", false, {35, {70, 55, 60}, {30, 45, -20}}},
+                    RayCase{"ParallelGlobe", true, {45, {85, 58, 0}, {-90, 0, -90}}},
+                    RayCase{"ParallelTilted", true, {38, {80, 60, 10}, {-60, 25, 110}}}),
+    [](const testing::TestParamInfo<RayCase>& i) { return std::string(i.param.name); });
+
+} // namespace
