@@ -1,0 +1,216 @@
+// The lit sphere: emission, ambient, diffuse and specular light from the composition's lights,
+// their falloff and cones, the sphere's own shadow and the light it lets through. Each case
+// renders a solid-textured sphere at float depth and compares pixels all over its face with
+// the colour worked out from the light's position, the surface normal and the settings.
+#include "shading_support.h"
+
+using namespace asmtest;
+using namespace shadetest;
+
+namespace {
+
+struct LightingCase {
+    std::string name;
+    Surface surface;
+    std::vector<SceneLight> lights;
+    double tolerance = 1e-3;
+};
+
+void PrintTo(const LightingCase& c, std::ostream* os) { *os << c.name; }
+
+class LitSphere : public AssemblyParamTest<LightingCase> {};
+class Specular : public AssemblyTest {};
+
+Surface surface(std::function<void(Surface&)> change)
+{
+    Surface s;
+    change(s);
+    return s;
+}
+
+SceneLight light(std::string type, Vec3d position, double intensity = 100, Vec3d color = {1, 1, 1},
+                Vec3d aim = {80, 60, 0})
+{
+    SceneLight l;
+    l.type = std::move(type);
+    l.position = position;
+    l.intensity = intensity;
+    l.color = color;
+    l.aim = aim;
+    return l;
+}
+
+SceneLight spot(Vec3d position, Vec3d aim, double coneAngle, double coneFeather)
+{
+    SceneLight l = light("spot", position, 100, {1, 0.9, 0.7}, aim);
+    l.coneAngle = coneAngle;
+    l.coneFeather = coneFeather;
+    return l;
+}
+
+SceneLight shadowing(SceneLight l, bool casts, double darkness)
+{
+    l.castsShadows = casts;
+    l.shadowDarkness = darkness;
+    return l;
+}
+
+const Vec3d kFront{80, 60, -500};       // straight in front of the sphere, on the camera's side
+const Vec3d kBehind{80, 60, 500};       // straight behind it
+const Vec3d kUpperLeft{-220, -140, -300};
+const Vec3d kWarm{1, 0.5, 0.25};
+
+} // namespace
+
+TEST_P(LitSphere, MatchesTheLightingWorkedOutFromTheScene)
+{
+    const LightingCase& c = GetParam();
+    const Rendered r = renderScene(litScene(c.surface, c.lights), kFloat);
+    ASSERT_EQ(r.result, PF_Err_NONE);
+    const Eye eye = defaultEye();
+    const Ball ball;
+    expectPixels(
+        r.image, facingPixels(eye, ball),
+        [&](int x, int y) { return expectedPixel(c.surface, c.lights, {}, eye, ball, x, y); }, c.tolerance, c.name);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Lights, LitSphere,
+    testing::Values(
+        // Without lights only emission shows; alpha is the texture's, and a half-transparent
+        // near wall lets the far wall through (alpha 1 − (1 − 0.5)²).
+        LightingCase{"NoLightsFullEmission", {}, {}},
+        LightingCase{"NoLightsPartEmissionHalfAlpha", surface([](Surface& s) { s.emit = 37.5, s.texture[3] = 0.5; }), {}},
+        LightingCase{"NoLightsNoEmissionKeepsAlpha", surface([](Surface& s) { s.emit = 0, s.texture[3] = 0.5; }), {}},
+
+        // Diffuse light falls off with the cosine between the normal and the light; the face
+        // turned away from it gets nothing (no transmission).
+        LightingCase{"ParallelFromTheFront", surface([](Surface& s) { s.emit = 20, s.diffuse = 100; }),
+                     {light("parallel", kFront, 80, kWarm)}},
+        LightingCase{"ParallelFromUpperLeft", surface([](Surface& s) { s.emit = 10, s.diffuse = 75; }),
+                     {light("parallel", kUpperLeft, 100, {0.3, 1, 0.6})}},
+        LightingCase{"PointLightCloseToTheSurface", surface([](Surface& s) { s.emit = 0, s.diffuse = 100; }),
+                     {light("point", {40, 30, -90}, 120, {0.5, 1, 1})}},
+        LightingCase{"HalfTransparentTextureShowsTheLitFarWall",
+                     surface([](Surface& s) { s.emit = 10, s.diffuse = 100, s.texture[3] = 0.5; }),
+                     {light("point", {120, 20, -150}, 100)}},
+        LightingCase{"TwoLightsAddAndANegativeOneTakesAway", surface([](Surface& s) { s.emit = 50, s.diffuse = 100; }),
+                     {light("point", {20, 60, -120}, 100, kWarm), light("parallel", kUpperLeft, -40)}},
+
+        // Ambient lights: "Ambient" × intensity × colour × texture, the same everywhere, never a
+        // highlight; "Ambient" does not scale the other lights.
+        LightingCase{"AmbientLightEverywhereWithoutHighlight",
+                     surface([](Surface& s) { s.emit = 0, s.ambient = 75, s.specular = 100; }),
+                     {light("ambient", kFront, 60, {1, 0.8, 0.6})}},
+        LightingCase{"AmbientZeroLeavesDiffuseAlone", surface([](Surface& s) { s.emit = 0, s.ambient = 0, s.diffuse = 100; }),
+                     {light("ambient", kFront, 100), light("parallel", kFront, 50)}},
+
+        // Phong highlights: broad (exponent 1 and 2.414), sharp (default roughness), white at
+        // "Metal" 0 and the texture's colour at 100.
+        LightingCase{"SpecularBroad", surface([](Surface& s) { s.emit = 0, s.diffuse = 0, s.specular = 80; }),
+                     {light("parallel", kUpperLeft, 100)}},
+        LightingCase{"SpecularMediumWithDiffuse",
+                     surface([](Surface& s) { s.emit = 10, s.diffuse = 50, s.specular = 60, s.roughness = 0.25; }),
+                     {light("point", {0, 0, -200}, 100, kWarm)}},
+        LightingCase{"SpecularSharp",
+                     surface([](Surface& s) { s.emit = 0, s.diffuse = 0, s.specular = 100, s.roughness = 655 / 65536.0; }),
+                     {light("parallel", kUpperLeft, 100)}, 5e-3},
+        LightingCase{"SpecularMetal",
+                     surface([](Surface& s) { s.emit = 0, s.diffuse = 20, s.specular = 90, s.metal = 100; }),
+                     {light("parallel", kUpperLeft, 100, {0.9, 0.9, 1})}},
+        LightingCase{"SpecularHalfMetal",
+                     surface([](Surface& s) { s.emit = 0, s.diffuse = 0, s.specular = 90, s.metal = 50; }),
+                     {light("point", {140, 10, -120}, 100)}},
+
+        // Falloff by the distance from the light's position: a point light 60 pixels in front
+        // of the sphere, then a parallel light whose falloff counts from its position as well.
+        LightingCase{"FalloffNone", surface([](Surface& s) { s.emit = 0, s.diffuse = 100, s.falloff = 1, s.falloffRadius = 1; }),
+                     {light("point", {80, 60, -100})}},
+        LightingCase{"FalloffSmoothRamp",
+                     surface([](Surface& s) { s.emit = 0, s.diffuse = 100, s.falloff = 2, s.falloffRadius = 50, s.falloffDistance = 40; }),
+                     {light("point", {80, 60, -100})}},
+        LightingCase{"FalloffSmoothAllWithinRadius",
+                     surface([](Surface& s) { s.emit = 0, s.diffuse = 100, s.falloff = 2, s.falloffRadius = 1000, s.falloffDistance = 10; }),
+                     {light("point", {80, 60, -100})}},
+        LightingCase{"FalloffSmoothAllBeyond",
+                     surface([](Surface& s) { s.emit = 25, s.diffuse = 100, s.falloff = 2, s.falloffRadius = 1, s.falloffDistance = 1; }),
+                     {light("point", {80, 60, -100})}},
+        LightingCase{"FalloffInverseSquareClamped",
+                     surface([](Surface& s) { s.emit = 0, s.diffuse = 100, s.falloff = 3, s.falloffRadius = 30; }),
+                     {light("point", {80, 60, -100})}},
+        LightingCase{"FalloffInverseSquareOfAParallelLight",
+                     surface([](Surface& s) { s.emit = 0, s.diffuse = 100, s.falloff = 3, s.falloffRadius = 150; }),
+                     {light("parallel", {-100, 60, -300})}},
+
+        // Spot cones: dark outside the cone, full within cone + feather, a smooth ramp between.
+        LightingCase{"SpotOnAxis", surface([](Surface& s) { s.emit = 0, s.diffuse = 100; }),
+                     {spot({80, 60, -200}, {80, 60, 0}, 16, 50)}},
+        LightingCase{"SpotAimedAside", surface([](Surface& s) { s.emit = 5, s.diffuse = 100, s.specular = 30; }),
+                     {spot({40, 90, -180}, {100, 50, 0}, 20, 25)}},
+        LightingCase{"SpotFeatheredAcrossTheWholeCone", surface([](Surface& s) { s.emit = 0, s.diffuse = 100; }),
+                     {spot({80, 60, -200}, {70, 60, 0}, 12, 100)}},
+
+        // A light behind the surface passes only "Light Transmission": none at 0, all at 100,
+        // with its highlight weighted the same way.
+        LightingCase{"BehindWithoutTransmission", surface([](Surface& s) { s.emit = 20, s.diffuse = 100, s.specular = 50; }),
+                     {light("parallel", kBehind, 100)}},
+        LightingCase{"BehindHalfTransmitted",
+                     surface([](Surface& s) { s.emit = 20, s.diffuse = 100, s.specular = 50, s.transmission = 50; }),
+                     {light("parallel", kBehind, 100, kWarm)}},
+        LightingCase{"BehindFullyTransmitted", surface([](Surface& s) { s.emit = 0, s.diffuse = 100, s.transmission = 100; }),
+                     {light("point", {100, 70, 300}, 100)}},
+
+        // Self shadow: light reaching the surface through the sphere is filtered by the far
+        // side's texel (its colour × "Light Transmission"), by the light's shadow darkness;
+        // a light that casts no shadows, or one on the near side, is not filtered.
+        LightingCase{"SelfShadowFullDarkness",
+                     surface([](Surface& s) { s.emit = 10, s.diffuse = 100, s.transmission = 50, s.selfShadow = true; }),
+                     {shadowing(light("parallel", kBehind, 100), true, 100)}},
+        LightingCase{"SelfShadowPartDarkness",
+                     surface([](Surface& s) { s.emit = 10, s.diffuse = 100, s.transmission = 80, s.selfShadow = true; }),
+                     {shadowing(light("point", {60, 40, 250}, 100, kWarm), true, 40)}},
+        LightingCase{"SelfShadowLightCastsNone",
+                     surface([](Surface& s) { s.emit = 10, s.diffuse = 100, s.transmission = 50, s.selfShadow = true; }),
+                     {shadowing(light("parallel", kBehind, 100), false, 100)}},
+        LightingCase{"SelfShadowNearSideUnfiltered",
+                     surface([](Surface& s) { s.emit = 0, s.diffuse = 100, s.specular = 40, s.selfShadow = true; }),
+                     {shadowing(light("point", {50, 40, -150}, 100), true, 100)}}),
+    [](const auto& info) { return info.param.name; });
+
+// The brightest point of a very sharp highlight lies where the light, mirrored about the
+// normal, heads for the eye (the exponent of about 642 leaves the cosine factor no say in
+// where); its colour is the light's at "Metal" 0 and the texture's at 100.
+TEST_F(Specular, HighlightPeaksWhereTheMirroredLightMeetsTheEye)
+{
+    const Eye eye = defaultEye();
+    const Ball ball;
+    const Vec3d incoming = normalized(Vec3d{80, 60, 0} - kUpperLeft);
+    // The surface point whose normal halves the way back to the light and the way to the eye.
+    Vec3d p = ball.centre + normalized(neg(incoming) + normalized(eye.position - ball.centre)) * ball.radius;
+    for (int i = 0; i < 50; ++i)
+        p = ball.centre + normalized(neg(incoming) + normalized(eye.position - p)) * ball.radius;
+    const double sx = 80 + eye.zoom * (p[0] - eye.position[0]) / (p[2] - eye.position[2]);
+    const double sy = 60 + eye.zoom * (p[1] - eye.position[1]) / (p[2] - eye.position[2]);
+
+    for (double metal : {0.0, 100.0}) {
+        const Surface s = surface([&](Surface& s) { s.emit = 0, s.diffuse = 0, s.specular = 100, s.metal = metal, s.roughness = 65 / 65536.0; });
+        const Rendered r = renderScene(litScene(s, {light("parallel", kUpperLeft)}), kFloat);
+        ASSERT_EQ(r.result, PF_Err_NONE);
+        int bx = -1, by = -1;
+        double best = -1;
+        for (int y = 0; y < kHeight; ++y)
+            for (int x = 0; x < kWidth; ++x) {
+                const Rgba c = pixelAt(r.image, x, y);
+                if (c.a >= 1 && c.r + c.g + c.b > best)
+                    best = c.r + c.g + c.b, bx = x, by = y;
+            }
+        // Pixels are shaded along the ray through (x + 5/6, y + 5/6).
+        EXPECT_NEAR(bx + 5.0 / 6, sx, 1.0) << "metal " << metal;
+        EXPECT_NEAR(by + 5.0 / 6, sy, 1.0) << "metal " << metal;
+        const Rgba peak = pixelAt(r.image, bx, by);
+        const Vec3d hue = metal > 0 ? s.colour() : uniform(1);
+        EXPECT_GT(peak.r, 0.4 * hue[0]) << "metal " << metal << ": the peak is close to full strength";
+        EXPECT_NEAR(peak.g / peak.r, hue[1] / hue[0], 1e-4) << "metal " << metal;
+        EXPECT_NEAR(peak.b / peak.r, hue[2] / hue[0], 1e-4) << "metal " << metal;
+    }
+}

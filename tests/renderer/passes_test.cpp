@@ -1,0 +1,202 @@
+// How a frame is rendered: one direct pass without depth of field, a buffered and a gather
+// pass over four temporary worlds with it; what each pixel depth writes; and what happens
+// when the sampling suites the kernels need are missing or unusable.
+#include "shading_support.h"
+
+using namespace asmtest;
+using namespace shadetest;
+
+namespace {
+
+std::string camera(bool depthOfField, const std::string& extra = "")
+{
+    return R"({ "name": "Cam", "type": "camera", "position": [80, 60, -300], "pointOfInterest": [80, 60, 0],
+                "camera": { "zoom": 300, "focusDistance": 150, "aperture": 40, "depthOfField": )" +
+           std::string(depthOfField ? "true" : "false") + " }" + extra + " },";
+}
+
+struct PassCase {
+    std::string name;
+    std::string layers;
+    std::map<std::string, std::string> params;
+    int bitDepth;
+    bool buffered;
+};
+
+void PrintTo(const PassCase& c, std::ostream* os) { *os << c.name; }
+
+class PassStructure : public AssemblyParamTest<PassCase> {};
+class OutputDepth : public AssemblyTest {};
+
+} // namespace
+
+// Without depth of field one iterate over the whole frame and no temporary world; with it two
+// iterates over the whole frame, the four temporary worlds made before the first and all four
+// disposed of by the end (renderScene checks that nothing is left held).
+TEST_P(PassStructure, OnePassOrTwoWithFourWorlds)
+{
+    const PassCase& c = GetParam();
+    const Rendered r = renderScene(sceneWith(c.params, c.layers), {0, c.bitDepth, 1, 1});
+    ASSERT_EQ(r.result, PF_Err_NONE);
+    const std::size_t passes = c.buffered ? 2 : 1;
+    ASSERT_EQ(r.passes.size(), passes);
+    EXPECT_EQ(r.host->iteratePasses().size(), passes);
+    for (const ContextSnapshot& p : r.passes) {
+        EXPECT_EQ(p.iterations, kWidth * kHeight);
+        EXPECT_EQ(p.depthOfFieldActive, c.buffered);
+        if (c.buffered) {
+            EXPECT_EQ(p.passWorldsSet, (std::array<bool, 4>{true, true, true, true}));
+        }
+    }
+    const orbhost::Accounting& a = r.host->accounting();
+    const long long worlds = c.buffered ? 4 : 0;
+    EXPECT_EQ(a.total("world (taken)"), worlds);
+    EXPECT_EQ(a.total("world (given back)"), worlds);
+    EXPECT_EQ(a.outstanding("world"), 0);
+    EXPECT_EQ(a.total("iterate_generic pass"), static_cast<long long>(passes));
+
+    // Either way the sphere is drawn: its middle is opaque.
+    EXPECT_EQ(pixelAt(r.image, 80, 60).a, 1.0) << c.name;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Passes, PassStructure,
+    testing::Values(
+        PassCase{"DefaultCameraWithDepthOfFieldOn", "", {{"Depth Of Field", R"("On")"}}, 8, false},
+        PassCase{"CameraWithDepthOfFieldOff", camera(true), {{"Depth Of Field", R"("Off")"}}, 8, false},
+        PassCase{"CameraSettingsWithTheCamerasSwitchOff", camera(false), {{"Depth Of Field", R"("Camera Settings")"}}, 16, false},
+        PassCase{"CompositionCameraNotUsed", camera(true),
+                 {{"Depth Of Field", R"("On")"}, {"Use Composition Camera", "false"}}, 32, false},
+        PassCase{"CameraSwitchedOffInTheComposition", camera(true, R"(, "video": false)"), {{"Depth Of Field", R"("On")"}}, 8, false},
+        PassCase{"OnAt8Bits", camera(false), {{"Depth Of Field", R"("On")"}}, 8, true},
+        PassCase{"OnAt16Bits", camera(false), {{"Depth Of Field", R"("On")"}}, 16, true},
+        PassCase{"OnAtFloat", camera(false), {{"Depth Of Field", R"("On")"}}, 32, true},
+        PassCase{"CameraSettingsWithTheCamerasSwitchOn", camera(true), {{"Depth Of Field", R"("Camera Settings")"}}, 16, true}),
+    [](const auto& info) { return info.param.name; });
+
+// The same lit frame at the three depths: float keeps the shaded values as they are (above 1
+// where emission and light add up); 8 and 16 bits scale by 255 and 32768, clamp and truncate.
+// The texture is white, which every depth holds exactly; the light gives the hues.
+TEST_F(OutputDepth, IntegerDepthsScaleClampAndTruncateTheFloatFrame)
+{
+    Surface s;
+    s.texture = {1, 1, 1, 1};
+    s.emit = 60, s.diffuse = 100;
+    const SceneSetup setup = litScene(s, {SceneLight{"parallel", {-200, -100, -300}, {80, 60, 0}, 100, {1, 0.55, 0.3}}});
+    const Rendered f = renderScene(setup, kFloat);
+    ASSERT_EQ(f.result, PF_Err_NONE);
+    bool aboveOne = false;
+    for (float v : f.image.rgba)
+        aboveOne = aboveOne || v > 1.0f;
+    EXPECT_TRUE(aboveOne) << "the float frame is not clamped";
+
+    for (auto [depth, scale] : {std::pair{8, 255.0}, std::pair{16, 32768.0}}) {
+        const Rendered r = renderScene(setup, {0, depth, 1, 1});
+        ASSERT_EQ(r.result, PF_Err_NONE);
+        int failures = 0;
+        for (std::size_t i = 0; i < f.image.rgba.size() && failures < 5; ++i) {
+            const double exact = std::clamp(double(f.image.rgba[i]) * scale, 0.0, scale);
+            const double code = std::round(double(r.image.rgba[i]) * scale);
+            // Truncated, not rounded; only a value within a twentieth of a whole code may land
+            // either side of it.
+            const double fraction = exact - std::floor(exact);
+            const bool onEdge = fraction < 0.05 || fraction > 0.95;
+            if (onEdge ? std::abs(code - std::round(exact)) > 1 : code != std::floor(exact)) {
+                ADD_FAILURE() << depth << " bits, value " << i << ": code " << code << ", float frame "
+                              << f.image.rgba[i] << " gives " << std::floor(exact);
+                ++failures;
+            }
+        }
+        EXPECT_EQ(failures, 0) << depth << " bits";
+        // Mid-sphere the clamped channel is full scale and never rounded up past it.
+        EXPECT_EQ(pixelAt(r.image, 60, 45).r, 1.0) << depth << " bits";
+    }
+}
+
+namespace {
+
+struct SuiteCase {
+    std::string name;
+    int bitDepth;
+    std::function<void(orbhost::EffectHost&)> prepare;
+    PF_Err result;
+};
+
+void PrintTo(const SuiteCase& c, std::ostream* os) { *os << c.name; }
+
+class SamplingSuites : public AssemblyParamTest<SuiteCase> {};
+
+std::function<void(orbhost::EffectHost&)> without(const char* suite)
+{
+    return [suite](orbhost::EffectHost& host) { host.faults().unavailableSuites.insert(suite); };
+}
+
+// Tables that lack their area sample, everything else served by the host's own.
+PF_Sampling8Suite1 noArea8()
+{
+    PF_Sampling8Suite1 t = *orbhost::sampling8Suite();
+    t.area_sample = nullptr;
+    return t;
+}
+
+PF_SamplingFloatSuite1 noAreaFloat()
+{
+    PF_SamplingFloatSuite1 t = *orbhost::samplingFloatSuite();
+    t.area_sample_float = nullptr;
+    return t;
+}
+
+const PF_Sampling8Suite1 kNoArea8 = noArea8();
+const PF_SamplingFloatSuite1 kNoAreaFloat = noAreaFloat();
+
+std::function<void(orbhost::EffectHost&)> serving8(const PF_Sampling8Suite1* table)
+{
+    return [table](orbhost::EffectHost& host) { host.provideSuite(kPFSampling8Suite, 1, table); };
+}
+
+std::function<void(orbhost::EffectHost&)> servingFloat(const PF_SamplingFloatSuite1* table)
+{
+    return [table](orbhost::EffectHost& host) { host.provideSuite(kPFSamplingFloatSuite, 1, table); };
+}
+
+bool allZero(const orbhost::Image& image)
+{
+    return std::all_of(image.rgba.begin(), image.rgba.end(), [](float v) { return v == 0.0f; });
+}
+
+} // namespace
+
+// A missing 8- or 16-bit sampling suite ends the frame quietly with nothing drawn, at any
+// depth; a missing float suite ends it with the suite's error. A suite whose area sample the
+// kernels of the frame's depth would need but cannot call fails the frame with
+// PF_Err_BAD_CALLBACK_PARAM before any pass; the same gap in a suite of another depth does
+// not matter. Either way everything taken is given back (renderScene checks).
+TEST_P(SamplingSuites, MissingOrUnusableSuites)
+{
+    const SuiteCase& c = GetParam();
+    Surface s;
+    const Rendered r = renderScene(litScene(s, {SceneLight{"point", {40, 30, -200}}}), {0, c.bitDepth, 1, 1}, c.prepare);
+    EXPECT_EQ(r.result, c.result);
+    EXPECT_EQ(r.image.width, kWidth);
+    if (c.result == PF_Err_NONE && !c.name.starts_with("Missing")) {
+        ASSERT_EQ(r.passes.size(), 1u);
+        EXPECT_EQ(pixelAt(r.image, 80, 60).a, 1.0) << "the frame is drawn";
+    } else {
+        EXPECT_TRUE(r.passes.empty()) << "no pass runs";
+        EXPECT_TRUE(allZero(r.image)) << "nothing is drawn";
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Passes, SamplingSuites,
+    testing::Values(SuiteCase{"Missing8BitSuiteAt16Bits", 16, without(kPFSampling8Suite), PF_Err_NONE},
+                    SuiteCase{"Missing8BitSuiteAt8Bits", 8, without(kPFSampling8Suite), PF_Err_NONE},
+                    SuiteCase{"Missing16BitSuiteAt8Bits", 8, without(kPFSampling16Suite), PF_Err_NONE},
+                    SuiteCase{"Missing16BitSuiteAtFloat", 32, without(kPFSampling16Suite), PF_Err_NONE},
+                    SuiteCase{"MissingFloatSuiteAt8Bits", 8, without(kPFSamplingFloatSuite), kSPSuiteNotFoundError},
+                    SuiteCase{"FloatSuiteWithoutAreaSampleAtFloat", 32, servingFloat(&kNoAreaFloat),
+                              PF_Err_BAD_CALLBACK_PARAM},
+                    SuiteCase{"EightBitSuiteWithoutAreaSampleAt8Bits", 8, serving8(&kNoArea8), PF_Err_BAD_CALLBACK_PARAM},
+                    SuiteCase{"EightBitSuiteWithoutAreaSampleAtFloat", 32, serving8(&kNoArea8), PF_Err_NONE},
+                    SuiteCase{"FloatSuiteWithoutAreaSampleAt16Bits", 16, servingFloat(&kNoAreaFloat), PF_Err_NONE}),
+    [](const auto& info) { return info.param.name; });
