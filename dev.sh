@@ -3,6 +3,7 @@
 #
 #   ./dev.sh render [SCENE] [-o OUT]   install what is missing, build, render a scene (default: scenes/default.json)
 #   ./dev.sh test                      install what is missing, build Linux and Windows targets, run every test
+#   ./dev.sh gallery                   install what is missing, build, render the example scenes into docs/gallery/
 #   ./dev.sh build                     build both targets only
 #   ./dev.sh deps                      install the Debian packages the build and tests need
 set -euo pipefail
@@ -35,6 +36,57 @@ build_native() {
     cmake --build "$NATIVE"
 }
 
+# The gallery: one frame of each example scene, as "scene frame stops". The render is
+# composited over a dark background and scaled to a thumbnail; "stops" scales its colour first
+# (-2 shows a float render two stops down, where its highlights past 1.0 are no longer clipped).
+GALLERY_DIR=docs/gallery
+GALLERY_BACKGROUND=0.1,0.1,0.12
+GALLERY_WIDTH=320     # thumbnails
+HERO_WIDTH=960        # docs/gallery/default.png, the README's first picture
+GALLERY=("default 0 0"
+         "basic 12 0"
+         "open_sphere 14 0"
+         "spot_falloff 22 0"
+         "shadow_transmission 30 0"
+         "depth_of_field 40 0"
+         "fog 24 0"
+         "ellipsoid_control 18 0"
+         "deep_color 12 0"
+         "float_color 12 -2")
+
+# make_gallery RENDER: renders the gallery with the program RENDER into $GALLERY_DIR: one
+# thumbnail per scene (SCENE.png; default.png at the README's size instead) and contact_sheet.png.
+# The PNGs carry no time stamps or paths, so that an unchanged render gives unchanged files.
+make_gallery() {
+    local render=$1 scene frame stops gain entry thumbs=()
+    work=$(mktemp -d)   # global, for the trap
+    trap 'rm -rf "$work"' EXIT
+    mkdir -p "$GALLERY_DIR"
+    local png=(--eraseattrib ".*" --iscolorspace sRGB --attrib png:compressionLevel 9)
+    for entry in "${GALLERY[@]}"; do
+        read -r scene frame stops <<<"$entry"
+        echo "Gallery: $scene, frame $frame"
+        # .exr keeps a float render's values past 1.0 (and is premultiplied, as --over expects).
+        "$render" "scenes/$scene.json" --frame "$frame" -o "$work/$scene.exr" >/dev/null
+        gain=$(awk -v s="$stops" 'BEGIN { printf "%.6g", 2 ^ s }')
+        oiiotool --nosoftwareattrib "$work/$scene.exr" --mulc "$gain,$gain,$gain,1" \
+            --dup --mulc 0 --addc "$GALLERY_BACKGROUND,1" --over --ch R,G,B -d uint8 -o "$work/$scene.tif"
+        if [[ $scene == default ]]; then
+            oiiotool --nosoftwareattrib "$work/$scene.tif" --resize "${HERO_WIDTH}x0" "${png[@]}" \
+                -o "$GALLERY_DIR/default.png"
+            oiiotool --nosoftwareattrib "$work/$scene.tif" --resize "${GALLERY_WIDTH}x0" -o "$work/default_thumb.tif"
+            thumbs+=("$work/default_thumb.tif")
+        else
+            oiiotool --nosoftwareattrib "$work/$scene.tif" --resize "${GALLERY_WIDTH}x0" "${png[@]}" \
+                -o "$GALLERY_DIR/$scene.png"
+            thumbs+=("$GALLERY_DIR/$scene.png")
+        fi
+    done
+    oiiotool --nosoftwareattrib "${thumbs[@]}" --mosaic:pad=4 "5x$(((${#thumbs[@]} + 4) / 5))" "${png[@]}" \
+        -o "$GALLERY_DIR/contact_sheet.png"
+    echo "Gallery written to $GALLERY_DIR/"
+}
+
 build_win64() {
     cmake -S "$ROOT" -B "$WIN64" -G Ninja -DCMAKE_BUILD_TYPE=Release \
         -DCMAKE_TOOLCHAIN_FILE="$ROOT/cmake/mingw-w64.cmake" \
@@ -61,6 +113,11 @@ case "$cmd" in
         done
         echo "Rendered $scene to $out"
         ;;
+    gallery)
+        install_missing
+        build_native
+        make_gallery "$NATIVE/orbulon-render"
+        ;;
     deps)
         install_missing
         ;;
@@ -76,7 +133,7 @@ case "$cmd" in
         ORBULON_WIN64_DIR="$WIN64" ctest --test-dir "$NATIVE" --output-on-failure -j "$(nproc)"
         ;;
     *)
-        echo "usage: $0 render [SCENE.json] [-o OUT] | test | build | deps" >&2
+        echo "usage: $0 render [SCENE.json] [-o OUT] | test | gallery | build | deps" >&2
         exit 2
         ;;
 esac
