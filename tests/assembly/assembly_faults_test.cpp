@@ -131,8 +131,9 @@ TEST_F(AssemblyTest, SurvivesAFailureAtEveryHostCallOfTheFrame)
             const Rendered r = renderScene(setup, {}, [&](orbhost::EffectHost& host) {
                 host.faults().*point.failAt = host.state().faultCounters.*point.attempts + nth;
             });
-            if (r.result == PF_Err_NONE)
+            if (r.result == PF_Err_NONE) {
                 EXPECT_GE(intensities(r).size(), 2u) << "at most one light is left out";
+            }
         }
     }
 }
