@@ -6,6 +6,7 @@
 #include "render/texture_sampling.h"
 #include "scene/render_context.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace {
@@ -62,8 +63,12 @@ void shadeReflection(const RenderContext& ctx, const Ray& ray, Vec4 p, Vec4 n, c
                           toFixedRadius(du / sv * ctx.sharpnessFactor), toFixedRadius(dv * ctx.sharpnessFactor));
     const Colour reflected = sample * tint * filter;
 
-    const float weight = static_cast<float>(std::pow(1.0 - std::abs(double(c)), kRolloffExponent * ctx.reflectionRolloff) *
-                                            ctx.reflectionIntensity);
+    // |N·D| of two unit vectors can come out a hair above 1 where the view meets the surface
+    // head on; a negative base would make the weight NaN for a fractional exponent and put a
+    // black dot in the middle of the sphere.
+    const double grazing = std::max(0.0, 1.0 - std::abs(double(c)));
+    const float weight =
+        static_cast<float>(std::pow(grazing, kRolloffExponent * ctx.reflectionRolloff) * ctx.reflectionIntensity);
     sum = sum + reflected * weight;
 }
 
