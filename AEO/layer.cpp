@@ -58,15 +58,24 @@ std::string Layer::name8()
     return layerName.data();
 }
 
-std::u16string Layer::name(AEGP_PluginID pluginId)
+Layer::Names Layer::names(AEGP_PluginID pluginId)
 {
+    // The names arrive in memory handles that only the memory suite can free: without it
+    // they are not asked for, rather than left with the host.
+    const ScopedSuite<AEGP_MemorySuite1> memorySuite(basicOf(host_.inData()));
+    if (!memorySuite.get()) {
+        return {};
+    }
     AEGP_MemHandle layerName = nullptr;
     AEGP_MemHandle sourceName = nullptr;
     call(layers_, &AEGP_LayerSuite6::AEGP_GetLayerName, pluginId, layer_, &layerName, &sourceName);
     // Both handles are the effect's to free, whatever came of the call.
     Memory layerMemory(basicOf(host_.inData()), layerName);
     Memory sourceMemory(basicOf(host_.inData()), sourceName);
-    return lastError() ? std::u16string() : layerMemory.utf16Text();
+    if (lastError()) {
+        return {};
+    }
+    return {layerMemory.utf16Text(), sourceMemory.utf16Text()};
 }
 
 bool Layer::setName(const std::u16string& name)

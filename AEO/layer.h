@@ -24,8 +24,16 @@ public:
     A_Matrix4 toWorld(const A_Time& compTime);
     AEGP_ItemH sourceItem();
 
+    // The layer's own name and its source's name. The own name is empty while the user has
+    // not named the layer (the host then shows the source's name).
+    struct Names {
+        std::u16string own;
+        std::u16string source;
+    };
+
     std::string name8();
-    std::u16string name(AEGP_PluginID pluginId);
+    Names names(AEGP_PluginID pluginId);
+    std::u16string name(AEGP_PluginID pluginId) { return names(pluginId).own; }
     bool setName(const std::u16string& name);
 
     A_FpLong streamValue(AEGP_LayerStream stream, const A_Time& compTime);

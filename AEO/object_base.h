@@ -1,6 +1,11 @@
 // Base of the host object classes. Each object owns one host handle and the suites it needs;
 // its first host error sticks, and every later call returns its default without reaching
 // the host, so a routine can run to its end and check lastError() once.
+//
+// A suite the host cannot hand out is not such an error: the call that needed it is not made
+// and returns its default, the acquisition's error stays in the suite's slot, and the object
+// goes on with its other suites (and asks for the missing one again on its next use). One
+// absent suite, say the light suite, so costs only the values that come from it.
 #pragma once
 #include "AEO/suite_slot.h"
 
@@ -26,8 +31,9 @@ protected:
     static const SPBasicSuite* basicOf(const PF_InData* inData) { return inData ? inData->pica_basicP : nullptr; }
     static PF_ProgPtr effectRefOf(const PF_InData* inData) { return inData ? inData->effect_ref : nullptr; }
 
-    // Calls one function of the slot's suite unless an error is pending. A suite the host
-    // cannot supply, or a table without that function, counts as the object's error.
+    // Calls one function of the slot's suite unless an error is pending; true when the call
+    // was made and succeeded. A suite the host cannot supply skips the call without touching
+    // the object's error; a table without that function counts as the object's error.
     template <class Suite, class Fn, class... Args>
     bool call(SuiteSlot<Suite>& slot, Fn Suite::*fn, Args&&... args)
     {
@@ -36,7 +42,6 @@ protected:
         }
         const Suite* suite = slot.get();
         if (!suite) {
-            lastError_ = slot.error();
             return false;
         }
         if (!(suite->*fn)) {

@@ -1,6 +1,8 @@
 // One lazily acquired suite of a host object. Nothing is asked of the host until the first
-// get(); a failed acquisition is remembered in the slot and not retried. The destructor gives
-// back only what was acquired, so members declared in order release in reverse order.
+// get(). A failed acquisition leaves the slot empty with the host's error in it, and the next
+// get() asks again: a suite the host could not hand out a moment ago is not given up on for
+// the rest of the object's life. The destructor gives back only what was acquired, so members
+// declared in order release in reverse order.
 #pragma once
 #include "AEO/scoped_suite.h"
 
@@ -19,14 +21,15 @@ public:
     SuiteSlot(const SuiteSlot&) = delete;
     SuiteSlot& operator=(const SuiteSlot&) = delete;
 
-    // The suite's table, or null when the host could not supply it (see error()).
+    // The suite's table, or null when the host could not supply it this time (see error()).
     const Suite* get()
     {
-        if (!table_ && error_ == PF_Err_NONE) {
+        if (!table_) {
             error_ = acquireSuite(basic_, SuiteTraits<Suite>::name, SuiteTraits<Suite>::version, &table_);
         }
         return static_cast<const Suite*>(table_);
     }
+    // The result of the latest acquisition: 0 once the suite is held.
     A_Err error() const { return error_; }
 
 private:

@@ -1,10 +1,11 @@
 // The composition's own lights, in layer order, converted into the sphere's frame.
+#include "scene/lights.h"
+
 #include "AEO/composition.h"
 #include "AEO/layer.h"
-#include "scene/first_error.h"
+#include "scene/host_time.h"
 #include "scene/light_list.h"
 #include "scene/pixel_aspect.h"
-#include "scene/scene_assembly.h"
 
 #include <cmath>
 
@@ -41,30 +42,31 @@ void readLight(AEO::LightLayer& layer, const A_Time& t, const Matrix4& worldToSp
 
 } // namespace
 
-PF_Err gatherLights(RenderContext& ctx, AEO::Composition& comp, const A_Time& compTime, double pixelAspect,
-                    double compositionWidth)
+void gatherLights(RenderContext& ctx, AEO::Composition& comp, const A_Time& compTime, double pixelAspect,
+                  double compositionWidth)
 {
-    FirstError error;
     const double seconds = secondsOf(compTime);
+    // The count and the layer handles share the composition's error: once one of them fails,
+    // the remaining handles are null and their layers are passed over.
     const A_long layerCount = comp.layerCount();
-    for (A_long i = 0; i < layerCount && !error; ++i) {
-        AEO::LightLayer layer(ctx.hostAccess, comp.layerByIndex(i));
-        error.keep(comp.lastError());
-        if (error || !isShiningLight(layer, seconds)) {
-            error.keep(layer.lastError());
+    for (A_long i = 0; i < layerCount; ++i) {
+        const AEGP_LayerH handle = comp.layerByIndex(i);
+        if (!handle) {
             continue;
         }
+        AEO::LightLayer layer(ctx.hostAccess, handle);
+        if (!isShiningLight(layer, seconds)) {
+            continue;
+        }
+        // Without host memory for its record or for a longer list the light is left out;
+        // the frame renders with the others.
         LightRecord* record = newLightRecord(ctx.inData);
         if (!record) {
-            error.keep(PF_Err_OUT_OF_MEMORY);
-            break;
+            continue;
         }
         readLight(layer, compTime, ctx.worldToSphere, pixelAspect, compositionWidth, *record);
-        error.keep(layer.lastError());
-        // Without room in the list the light is left out and the frame renders without it.
         if (!appendLight(ctx.lights, record)) {
             releaseLightRecord(ctx.inData, record);
         }
     }
-    return error.value();
 }

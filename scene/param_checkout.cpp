@@ -24,7 +24,10 @@ PF_Err ParamCheckout::checkout()
     }
     const PF_Err err = inData_->inter.checkout_param(inData_->effect_ref, index_, inData_->current_time,
                                                      inData_->time_step, inData_->time_scale, &param_);
-    // A failed checkout holds nothing the host would expect back.
+    // A failed checkout is not checked in, neither by the next get() nor by the destructor.
+    // That departs on purpose from the rule that clean-up runs whatever failed: after a
+    // failure the record holds nothing of the host's, and handing the host back a parameter
+    // it never gave out is the one call here that could do harm.
     held_ = err == PF_Err_NONE;
     return err;
 }

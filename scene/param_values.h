@@ -1,5 +1,7 @@
 // The effect's parameter values as numbers, read through one ParamCheckout at the current
-// time. The first failed checkout is kept; values read after it are zeros.
+// time. A value whose checkout fails reads as zeros (popups as 0, which every reader takes
+// as its first choice); the checkout's error goes no further, and the next value is checked
+// out as usual.
 #pragma once
 #include "scene/param_checkout.h"
 #include "shell/effect_param_id.h"
@@ -10,7 +12,7 @@ inline constexpr float kFixedToRealF = 1.5258789e-5f;
 
 class ParamValues {
 public:
-    explicit ParamValues(PF_InData* inData) : checkout_(inData) { keep(checkout_.error()); }
+    explicit ParamValues(PF_InData* inData) : checkout_(inData) {}
 
     // Fixed sliders and angles: the 16.16 value as a real number.
     double fixed(EffectParamId index) { return rawFixed(index) * kFixedToReal; }
@@ -30,23 +32,9 @@ public:
     PF_PointDef point(EffectParamId index) { return read(index).u.td; }
     PF_LayerDef layer(EffectParamId index) { return read(index).u.ld; }
 
-    PF_Err error() const { return error_; }
-
 private:
-    const PF_ParamDef& read(EffectParamId index)
-    {
-        checkout_.get(index, &copy_);
-        keep(checkout_.error());
-        return copy_;
-    }
-    void keep(PF_Err err)
-    {
-        if (!error_) {
-            error_ = err;
-        }
-    }
+    const PF_ParamDef& read(EffectParamId index) { return checkout_.get(index, &copy_); }
 
     ParamCheckout checkout_;
     PF_ParamDef copy_{};
-    PF_Err error_ = PF_Err_NONE;
 };

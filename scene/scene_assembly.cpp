@@ -5,8 +5,8 @@
 #include "AEO/composition.h"
 #include "AEO/interface.h"
 #include "AEO/layer.h"
-#include "scene/first_error.h"
 #include "scene/host_math.h"
+#include "scene/lights.h"
 #include "scene/param_values.h"
 #include "scene/pixel_aspect.h"
 
@@ -19,9 +19,11 @@ struct CompositionView {
 };
 
 // The composition camera when there is one and "Use Composition Camera" is on; returns
-// whether it is used. Depth of field comes from the camera's own switch.
+// whether it is used. Depth of field comes from the camera's own switch. After a failed
+// query the camera's later values are defaults: a zoom of 0, a focus distance raised to 1,
+// and a camera type of −1, which makes the view parallel.
 bool useCompositionCamera(RenderContext& ctx, ParamValues& params, AEGP_LayerH cameraHandle, const A_Time& compTime,
-                          const CompositionView& view, bool& cameraDepthOfField, FirstError& error)
+                          const CompositionView& view, bool& cameraDepthOfField)
 {
     if (!cameraHandle || params.checkbox(PARAM_USE_COMP_CAMERA) == 0) {
         return false;
@@ -45,11 +47,12 @@ bool useCompositionCamera(RenderContext& ctx, ParamValues& params, AEGP_LayerH c
     ctx.viewPlaneZ = float(-zoom);
     correctPixelAspect(toWorld, view.pixelAspect, view.width);
     ctx.cameraToWorld = narrowMatrix(toWorld);
-    error.keep(camera.lastError());
     return true;
 }
 
-// The host's default camera: centred on the frame, looking along +z at the image plane.
+// The host's default camera: centred on the frame, looking along +z at the image plane. When
+// the distance cannot be read (no camera suite, or the composition's queries failed) it is 0:
+// the camera then stands in the plane z = 0.
 void useDefaultCamera(RenderContext& ctx, AEO::Composition& comp, const CompositionView& view)
 {
     const double zoom = comp.defaultCameraDistance();
@@ -109,43 +112,35 @@ void readShading(const PF_InData* in, RenderContext& ctx, ParamValues& params)
 
 PF_Err assembleScene(PF_InData* in, RenderContext& ctx)
 {
-    FirstError error;
-    error.keep(placeSphere(in, ctx));
+    placeSphere(in, ctx);
 
     AEO::Interface effect(in);
     const A_Time compTime = effect.compTime(in->current_time, in->time_scale);
     AEO::Layer effectLayer(ctx.hostAccess, effect.effectLayer());
     AEO::Composition comp(in, effectLayer.parentComp());
     AEO::Item compItem(in, comp.item());
+    // A ratio that cannot be read is {0, 1}: it collapses the x column of the camera's and
+    // the lights' matrices, as the host's own value 0 would.
     CompositionView view;
     view.width = compItem.width();
     view.height = compItem.height();
     view.pixelAspect = ratioValue(compItem.pixelAspectRatio());
-    error.keep(effect.lastError());
-    error.keep(effectLayer.lastError());
-    error.keep(comp.lastError());
-    error.keep(compItem.lastError());
 
     ctx.blurScale = 1.0;
     ctx.perspective = true;
     bool cameraDepthOfField = false;
     ParamValues params(in);
-    const bool cameraInUse = useCompositionCamera(ctx, params, effect.effectCamera(compTime), compTime, view,
-                                                  cameraDepthOfField, error);
+    const bool cameraInUse =
+        useCompositionCamera(ctx, params, effect.effectCamera(compTime), compTime, view, cameraDepthOfField);
     if (!cameraInUse) {
         useDefaultCamera(ctx, comp, view);
     }
     placeCameraInSphere(ctx);
-    error.keep(effect.lastError());
 
-    if (!error) {
-        error.keep(gatherLights(ctx, comp, compTime, view.pixelAspect, view.width));
-    }
-    error.keep(comp.lastError());
+    gatherLights(ctx, comp, compTime, view.pixelAspect, view.width);
 
     readShading(in, ctx, params);
     ctx.depthOfFieldMode = A_u_long(params.popup(PARAM_DEPTH_OF_FIELD));
     ctx.depthOfFieldActive = cameraInUse && (ctx.depthOfFieldMode == 3 || (ctx.depthOfFieldMode == 2 && cameraDepthOfField));
-    error.keep(params.error());
-    return error.value();
+    return PF_Err_NONE;
 }

@@ -5,7 +5,6 @@
 #include "AEO/composition.h"
 #include "AEO/interface.h"
 #include "AEO/layer.h"
-#include "scene/first_error.h"
 #include "scene/host_math.h"
 #include "scene/param_values.h"
 #include "scene/pixel_aspect.h"
@@ -83,12 +82,13 @@ Frame frameFromControls(ParamValues& params, const RenderContext& ctx)
 }
 
 // The control layer's scale becomes the semi-axes (100 % = 100 pixels), its rotation the
-// orientation and its position the centre.
-Frame frameFromLayer(PF_InData* in, RenderContext& ctx, AEGP_LayerH layerHandle, FirstError& error)
+// orientation and its position the centre. A query that fails leaves its default: a zero
+// matrix; no correction for the source's pixels; and for the layer's composition a width of 0
+// and a ratio of {0, 1}, which collapses the x column.
+Frame frameFromLayer(PF_InData* in, RenderContext& ctx, AEGP_LayerH layerHandle)
 {
     AEO::Interface effect(in);
     const A_Time compTime = effect.compTime(in->current_time, in->time_scale);
-    error.keep(effect.lastError());
 
     AEO::Layer layer(ctx.hostAccess, layerHandle);
     A_Matrix4 m = layer.toWorld(compTime);
@@ -101,16 +101,11 @@ Frame frameFromLayer(PF_InData* in, RenderContext& ctx, AEGP_LayerH layerHandle,
                 m.mat[0][j] /= ratio;
             }
         }
-        error.keep(item.lastError());
     }
+    // Applied whatever failed before: the matrix is in composition pixels either way.
     AEO::Composition comp(in, layer.parentComp());
-    error.keep(layer.lastError());
-    if (!error) {
-        AEO::Item compItem(in, comp.item());
-        correctPixelAspect(m, ratioValue(compItem.pixelAspectRatio()), compItem.width());
-        error.keep(comp.lastError());
-        error.keep(compItem.lastError());
-    }
+    AEO::Item compItem(in, comp.item());
+    correctPixelAspect(m, ratioValue(compItem.pixelAspectRatio()), compItem.width());
 
     const Matrix4 narrow = narrowMatrix(m);
     Frame f;
@@ -118,8 +113,10 @@ Frame frameFromLayer(PF_InData* in, RenderContext& ctx, AEGP_LayerH layerHandle,
     for (int i = 0; i < 3; ++i) {
         Vec4 r = row(narrow, i);
         s[i] = std::sqrt(r.x * r.x + r.y * r.y + r.z * r.z + r.w * r.w);
+        // Each component divided by the length: a multiplication by its reciprocal can be
+        // off in the last bit.
         if (s[i] > 0.0f) {
-            r = r * (1.0f / s[i]);
+            r = {r.x / s[i], r.y / s[i], r.z / s[i], r.w / s[i]};
         }
         f.rows[i] = r;
     }
@@ -160,7 +157,6 @@ void mirrorAtPivot(Frame& f, Vec4& pivot, Vec4 n)
 
 PF_Err placeSphere(PF_InData* in, RenderContext& ctx)
 {
-    FirstError error;
     ParamValues params(in);
 
     ctx.slideTurns = params.fixed(PARAM_SLIDE_TEXTURE) / 360.0;
@@ -181,8 +177,7 @@ PF_Err placeSphere(PF_InData* in, RenderContext& ctx)
 
     // A chosen layer parameter carries the layer's handle in its first reserved field.
     const auto control = static_cast<AEGP_LayerH>(params.layer(PARAM_CONTROL_LAYER).reserved0);
-    Frame f = control ? frameFromLayer(in, ctx, control, error) : frameFromControls(params, ctx);
-    error.keep(params.error());
+    Frame f = control ? frameFromLayer(in, ctx, control) : frameFromControls(params, ctx);
 
     Vec4 invRadius = inverseOrZero(f.radius);
     Vec4 invRadiusSq = squared(invRadius);
@@ -219,5 +214,5 @@ PF_Err placeSphere(PF_InData* in, RenderContext& ctx)
     ctx.radiusSq = squared(ctx.radius);
     ctx.invRadius = {1.0f / ctx.radius.x, 1.0f / ctx.radius.y, ctx.radius.z > 0.0f ? 1.0f / ctx.radius.z : 0.0f, 0.0f};
     ctx.invRadiusSq = squared(ctx.invRadius);
-    return error.value();
+    return PF_Err_NONE;
 }

@@ -1,4 +1,6 @@
 // PF_Cmd_PARAMS_SETUP: registers the rows of kParamTable in order.
+#include "AEO/host_access.h"
+#include "AEO/suite_handler.h"
 #include "shell/commands.h"
 #include "shell/param_table.h"
 
@@ -68,6 +70,10 @@ void describeParam(const ParamRow& row, PF_ParamDef& def)
 
 PF_Err paramsSetup(PF_InData* in_data, PF_OutData* out_data)
 {
+    // Every handler holds the host records for its whole run, like the others; registration
+    // itself asks no suite of them. The AEGP suites go back first, then the sampling suites.
+    AEO::HostAccess host(in_data);
+    AEO::SuiteHandler suites(in_data->pica_basicP);
     if (!in_data->inter.add_param || !in_data->utils || !in_data->utils->ansi.strcpy) {
         return PF_Err_BAD_CALLBACK_PARAM;
     }

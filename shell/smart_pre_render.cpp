@@ -1,5 +1,7 @@
 // PF_Cmd_SMART_PRE_RENDER: asks for the input layer over the requested area and reports the
 // resulting rectangles. Texture, reflection and control layers are not declared here.
+#include "AEO/host_access.h"
+#include "AEO/suite_handler.h"
 #include "shell/commands.h"
 #include "shell/effect_param_id.h"
 
@@ -30,6 +32,10 @@ PF_Err smartPreRender(PF_InData* in_data, PF_OutData*, PF_PreRenderExtra* extra)
     if (!extra || !extra->input || !extra->output || !extra->cb || !extra->cb->checkout_layer) {
         return PF_Err_BAD_CALLBACK_PARAM;
     }
+    // The host records every handler holds; the checkout below needs neither of them.
+    AEO::HostAccess host(in_data);
+    AEO::SuiteHandler suites(in_data->pica_basicP);
+
     PF_RenderRequest request = extra->input->output_request;
     request.preserve_rgb_of_zero_alpha = true;
 

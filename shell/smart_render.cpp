@@ -56,6 +56,9 @@ PF_Err renderWithDepthOfField(PF_InData* in, const PF_EffectWorld& output, Rende
         ctx.passWorlds[i] = &worlds[i]->world();
         allCreated = allCreated && worlds[i]->created();
     }
+    // A world the host could not create fails the frame here. Host objects usually leave
+    // such a failure to the next host call, but here the next call is a pass that would
+    // write into an empty world: that departs from the usual rule on purpose.
     PF_Err err = allCreated ? PF_Err_NONE : PF_Err_OUT_OF_MEMORY;
     if (!err) {
         err = iterate(in, output, ctx, passes.buffered);
@@ -98,11 +101,14 @@ PF_Err smartRender(PF_InData* in_data, PF_OutData*, PF_SmartRenderExtra* extra)
     ctx.downsampleY = scaleOf(in_data->downsample_y);
     ctx.pixelAspect = scaleOf(in_data->pixel_aspect_ratio);
     ctx.pixelFormat = format;
+    // Scene assembly does not fail the frame: a failed host query leaves its defaults in the
+    // context (see scene_assembly.h). Only the driver's own steps decide the result.
     if (!err) {
         err = assembleScene(in_data, ctx);
     }
 
     PF_ParamDef layer{};
+    // The two layer checkouts are the render's own steps: their errors are the frame's.
     ParamCheckout texture(in_data);
     ctx.textureWorld = texture.get(PARAM_TEXTURE, &layer).u.ld;
     err |= texture.error();   // either error makes the frame fail; which one is secondary

@@ -91,6 +91,19 @@ bool parseRange(const std::string& text, int* a, int* b)
            parseWholeInt(text.substr(colon + 1), b) && *a <= *b;
 }
 
+// "MAJOR.MINOR", the effect protocol version the host reports in in_data->version.
+bool parseHostVersion(const std::string& text, PF_SpecVersion* version)
+{
+    const auto dot = text.find('.');
+    int major = 0, minor = 0;
+    if (dot == std::string::npos || !parseWholeInt(text.substr(0, dot), &major) ||
+        !parseWholeInt(text.substr(dot + 1), &minor) || major < 0 || minor < 0 || major > 32767 || minor > 32767)
+        return false;
+    version->major = A_short(major);
+    version->minor = A_short(minor);
+    return true;
+}
+
 bool parseDownsample(const std::string& text, int* x, int* y)
 {
     const auto comma = text.find(',');
@@ -110,6 +123,16 @@ void printImbalances(const EffectHost& host, std::size_t fromRecord)
         for (const Imbalance& imbalance : log[i].imbalances)
             std::cerr << "warning: " << commandName(log[i].cmd) << " left unbalanced: " << imbalance.what
                       << " (" << imbalance.count << ")\n";
+}
+
+// A failed UI command does not stop the render (the real host shows its error and goes on),
+// but the user hears of it.
+void printUiFailures(const EffectHost& host, std::size_t fromRecord)
+{
+    const auto& log = host.commandLog();
+    for (std::size_t i = fromRecord; i < log.size(); ++i)
+        if ((log[i].cmd == PF_Cmd_USER_CHANGED_PARAM || log[i].cmd == PF_Cmd_UPDATE_PARAMS_UI) && log[i].result)
+            std::cerr << "warning: " << commandName(log[i].cmd) << " failed with error " << log[i].result << '\n';
 }
 
 // Set-down, then what the set-down commands left unbalanced.
@@ -158,6 +181,8 @@ bool planFault(const std::string& text, FaultPlan& plan)
         plan.failCheckout = nth;
     else if (kind == "stream")
         plan.failStreamRead = nth;
+    else if (kind == "param_ui")
+        plan.failParamUiUpdate = nth;
     else
         return false;
     return true;
@@ -188,7 +213,7 @@ int main(int argc, char** argv)
     CLI::App app{"Renders a scene with an effect module through the headless host."};
     // Under Wine users pass Unix paths, which would otherwise read as /option switches.
     app.allow_windows_style_options(false);
-    std::string scenePath, outputPath, modulePath, frameRange, downsample, appName;
+    std::string scenePath, outputPath, modulePath, frameRange, downsample, appName, hostVersion;
     int frame = -1, bitDepth = 0, threads = 0;
     bool describe = false, about = false, stats = false, verbose = false, uiState = false, sweep = false;
     std::vector<std::string> failSuites, failNth;
@@ -203,11 +228,12 @@ int main(int argc, char** argv)
     app.add_flag("--describe", describe, "Print the property list and the registered parameters");
     app.add_flag("--about", about, "Print the effect's about text");
     app.add_flag("--stats", stats, "Print timings and peak memory");
+    app.add_option("--host-version", hostVersion, "Report this effect protocol version, MAJOR.MINOR (default 13.27)");
     app.add_option("--app", appName, "Pose as another host application")->check(CLI::IsMember({"premiere", "aftereffects"}));
     app.add_flag("--verbose", verbose, "Log host calls, unsupported calls and suite requests");
     app.add_flag("--ui-state", uiState, "Print greyed-out and hidden parameters, expressions and layer names after the render");
     app.add_option("--fail-suite", failSuites, "Make the basic suite refuse this suite (repeatable)");
-    app.add_option("--fail", failNth, "Make the Nth attempt fail: handle:N, world:N, add_param:N, checkout:N or stream:N");
+    app.add_option("--fail", failNth, "Make the Nth attempt fail: handle:N, world:N, add_param:N, checkout:N, stream:N or param_ui:N");
     app.add_flag("--command-sweep", sweep, "Send every command number 0..40 and print the answers");
     try {
         app.parse(argc, argv);
@@ -221,7 +247,7 @@ int main(int argc, char** argv)
     faults.unavailableSuites.insert(failSuites.begin(), failSuites.end());
     for (const std::string& f : failNth) {
         if (!planFault(f, faults)) {
-            std::cerr << "orbulon-render: --fail " << f << ": expected handle:N, world:N, add_param:N, checkout:N or stream:N\n";
+            std::cerr << "orbulon-render: --fail " << f << ": expected handle:N, world:N, add_param:N, checkout:N, stream:N or param_ui:N\n";
             return kExitUsage;
         }
     }
@@ -269,6 +295,10 @@ int main(int argc, char** argv)
     }
 
     HostConfig config;
+    if (!hostVersion.empty() && !parseHostVersion(hostVersion, &config.version)) {
+        std::cerr << "orbulon-render: --host-version " << hostVersion << ": expected MAJOR.MINOR, e.g. 13.1\n";
+        return kExitUsage;
+    }
     config.verbose = verbose;
     config.iterate.threads = threads;
     if (appName == "premiere")
@@ -292,6 +322,7 @@ int main(int argc, char** argv)
             std::cerr << modulePath << ": " << commandFailure(host, err) << '\n';
             return kExitFailure;
         }
+        printUiFailures(host, 0);
         if (describe) {
             std::cout << host.properties().name << " (" << modulePath << ")\nProperty list:\n"
                       << describePipl(host.properties()) << "Parameters:\n";
@@ -328,6 +359,7 @@ int main(int argc, char** argv)
             const std::size_t logStart = host.commandLog().size();
             Image image;
             const PF_Err err = host.renderFrame(request, &image);
+            printUiFailures(host, logStart);
             printImbalances(host, logStart);
             const std::string path = framePath(outputPath, f);
             if (err) {

@@ -25,8 +25,22 @@ LayerCall::LayerCall(const char* call, AEGP_LayerH handle) : host(activeHost())
         badArgument(call, handle ? "unknown or stale layer handle" : "null layer handle");
         return;
     }
+    LayerModel* named = &host->composition.model.layers[std::size_t(*found)];
+    if (refusedByPlan(*host, call, named))
+        return;
     index = *found;
-    layer = &host->composition.model.layers[std::size_t(index)];
+    layer = named;
+}
+
+bool refusedByPlan(HostState& host, const char* call, const LayerModel* layer)
+{
+    const bool refused = host.faults.failingCalls.count(call) != 0 ||
+                         (layer && host.faults.failingLayers.count(layer->name) != 0);
+    if (refused) {
+        ++host.faultCounters.refusedCalls;
+        host.note(std::string(call) + ": injected failure");
+    }
+    return refused;
 }
 
 HostState* compHost(const char* call, AEGP_CompH handle)
@@ -36,7 +50,7 @@ HostState* compHost(const char* call, AEGP_CompH handle)
         badArgument(call, "called outside a command");
     else if (!host->aegp.isComp(handle))
         badArgument(call, handle ? "unknown or stale composition handle" : "null composition handle");
-    else
+    else if (!refusedByPlan(*host, call))
         return host;
     return nullptr;
 }

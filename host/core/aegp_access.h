@@ -22,6 +22,10 @@ struct LayerCall {
 // The active host, if the handle is its composition.
 HostState* compHost(const char* call, AEGP_CompH handle);
 
+// Whether the fault plan refuses this call, or every call about `layer` (FaultPlan::
+// failingCalls, failingLayers); a refusal is noted in the verbose log.
+bool refusedByPlan(HostState& host, const char* call, const LayerModel* layer = nullptr);
+
 // Composition seconds of `time` given in `mode` for layer `layer` (layer time = composition
 // time − in point; no stretch). False for a null time, a zero scale or an unknown mode.
 bool compSeconds(const HostState& host, int layer, AEGP_LTimeMode mode, const A_Time* time, double* seconds);

@@ -263,6 +263,7 @@ const std::vector<std::string>& EffectHost::warnings() const { return state_->wa
 const std::vector<IteratePass>& EffectHost::iteratePasses() const { return state_->passes; }
 const Composition& EffectHost::composition() const { return state_->composition; }
 const std::map<int, ParamStreamState>& EffectHost::paramStreams() const { return state_->paramStreams; }
+const std::vector<ParamUiUpdate>& EffectHost::paramUiUpdates() const { return state_->paramUiUpdates; }
 A_u_long EffectHost::effectVersion() const { return state_->myVersion; }
 PF_OutFlags EffectHost::outFlags() const { return state_->outFlags; }
 PF_OutFlags2 EffectHost::outFlags2() const { return state_->outFlags2; }

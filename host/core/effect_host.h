@@ -50,6 +50,15 @@ struct ParamStreamState {
     A_u_long dynamicFlags = 0;            // AEGP_DynStreamFlag_* bits
 };
 
+// One PF_UpdateParamUI call, in the order the effect made them (failed ones included).
+struct ParamUiUpdate {
+    PF_Cmd cmd = -1;                      // the command it came in
+    int index = 0;
+    PF_ParamUIFlags uiFlags = 0;          // as handed over
+    bool fromParams = false;              // the record was the command's own params[index]
+    PF_Err result = PF_Err_NONE;
+};
+
 struct FrameRequest {
     double seconds = 0;                   // composition time; the effect sees its layer's time
     int bitDepth = 8;                     // 8, 16, 32
@@ -122,6 +131,7 @@ public:
     const Composition& composition() const;
     // Expressions and dynamic flags set on parameter streams, by parameter index.
     const std::map<int, ParamStreamState>& paramStreams() const;
+    const std::vector<ParamUiUpdate>& paramUiUpdates() const;
     A_u_long effectVersion() const;
     PF_OutFlags outFlags() const;
     PF_OutFlags2 outFlags2() const;

@@ -18,12 +18,22 @@ struct FaultPlan {
     int failAddParam = 0;           // add_param returns injectedError
     int failCheckout = 0;           // checkout_param returns injectedError
     int failStreamRead = 0;         // AEGP_GetLayerStreamValue returns A_Err_GENERIC
+    int failParamUiUpdate = 0;      // PF_UpdateParamUI returns injectedError, changing nothing
     PF_Err injectedError = PF_Err_OUT_OF_MEMORY;
+    // AEGP queries that name the composition, an item, a layer or the effect itself (the
+    // Layer, Comp, Item, Camera, Light and PF Interface suites, and layer stream values):
+    // those named here (e.g. "AEGP_GetItemPixelAspectRatio") refuse every call, and so does every query
+    // about a layer named in failingLayers. A refused call answers A_Err_PARAMETER and writes
+    // nothing, as for a stale handle.
+    std::set<std::string> failingCalls;
+    std::set<std::string> failingLayers;
 };
 
 // Counts attempts and says whether this one is the planned failure.
 struct FaultCounters {
     int handleAllocations = 0, worldCreations = 0, addParams = 0, checkouts = 0, streamReads = 0;
+    int paramUiUpdates = 0;
+    int refusedCalls = 0;           // calls refused by failingCalls or failingLayers
 };
 
 inline bool injectFault(int& attempts, int failAt)

@@ -51,6 +51,7 @@ struct HostState {
     HandleRegistry memHandles;                         // AEGP memory handles
     std::map<const void*, std::string> memHandleNames; // what each was allocated for
     std::map<int, ParamStreamState> paramStreams;      // expressions and flags set on parameter streams
+    std::vector<ParamUiUpdate> paramUiUpdates;         // every PF_UpdateParamUI call, in order
 
     std::vector<ParamDefinition> params;
     int openGroups = 0;

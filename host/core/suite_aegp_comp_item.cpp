@@ -21,6 +21,10 @@ struct ItemCall {
             host = nullptr;
             return;
         }
+        if (refusedByPlan(*host, call)) {
+            host = nullptr;
+            return;
+        }
         source = *found;
     }
     explicit operator bool() const { return host != nullptr; }

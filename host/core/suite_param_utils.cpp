@@ -1,5 +1,7 @@
 // "PF Param Utils Suite" version 2: PF_UpdateParamUI stores the UI state it is given, so
 // that later params[] arrays and checkouts show it (and tests and --ui-state can read it).
+// Every call is logged in order, with whether the record was the command's own params[]
+// entry, which is what the effect is expected to hand back.
 #include "host/core/host_state.h"
 #include "host/core/unsupported_slots.h"
 
@@ -11,11 +13,22 @@ namespace {
 PF_Err updateParamUI(PF_ProgPtr ref, PF_ParamIndex index, const PF_ParamDef* def)
 {
     HostState* host = hostFromRef(ref);
-    if (!host || !def || index <= 0 || index >= PF_ParamIndex(host->params.size()))
+    if (!host)
         return PF_Err_BAD_CALLBACK_PARAM;
+    ParamUiUpdate& logged = host->paramUiUpdates.emplace_back();
+    logged.cmd = host->currentCmd;
+    logged.index = index;
+    logged.uiFlags = def ? def->ui_flags : 0;
+    logged.fromParams = def && index >= 0 && std::size_t(index) < host->uiParams.size() &&
+                        def == &host->uiParams[std::size_t(index)];
+    if (!def || index <= 0 || index >= PF_ParamIndex(host->params.size()) ||
+        def->param_type != host->params[std::size_t(index)].def.param_type)
+        return logged.result = PF_Err_BAD_CALLBACK_PARAM;
+    if (injectFault(host->faultCounters.paramUiUpdates, host->faults.failParamUiUpdate)) {
+        host->note("PF_UpdateParamUI " + std::to_string(index) + ": injected failure");
+        return logged.result = host->faults.injectedError;
+    }
     ParamDefinition& param = host->params[std::size_t(index)];
-    if (def->param_type != param.def.param_type)
-        return PF_Err_BAD_CALLBACK_PARAM;
     param.uiFlags = def->ui_flags;
     param.def.ui_width = def->ui_width;
     param.def.ui_height = def->ui_height;

@@ -18,7 +18,7 @@ HostState* effectHost(const char* call, PF_ProgPtr effectRef)
         badArgument(call, "not available during GLOBAL_SETUP");
         return nullptr;
     }
-    return host;
+    return refusedByPlan(*host, call) ? nullptr : host;
 }
 
 A_Err getEffectLayer(PF_ProgPtr effectRef, AEGP_LayerH* layer)

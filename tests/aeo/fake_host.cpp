@@ -116,6 +116,7 @@ SPErr acquire(const char* name, int32 version, const void** table)
             return 0;
         }
     }
+    host.refused.push_back(name);
     return kSPSuiteNotFoundError;
 }
 

@@ -16,6 +16,7 @@ struct FakeHost {
     PF_InData inData{};
 
     std::vector<std::string> acquired;   // suite names, in order
+    std::vector<std::string> refused;    // acquisitions answered "not found", in order
     std::vector<std::string> released;
     std::vector<std::string> calls;      // suite function names, in order
     std::vector<std::string> missing;    // suite names the host pretends not to have

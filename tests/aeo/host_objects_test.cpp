@@ -95,19 +95,63 @@ INSTANTIATE_TEST_SUITE_P(Ops, AeoStickyError, testing::Values(
     StickyCase{"intensity", [](auto& l, auto&) { return l.intensity(kAt); }, 0.0},
     StickyCase{"to-world [3][3]", [](auto& l, auto&) { return l.toWorld(kAt).mat[3][3]; }, 0.0}));
 
-TEST(AeoSuites, MissingSuiteBecomesTheObjectsErrorAndReleasesNothing)
+// A suite the host cannot hand out costs only the calls that need it: they return their
+// defaults without reaching the host, the object keeps no error, its other suites go on
+// working, and the suite is asked for again on each use until the host has it.
+TEST(AeoSuites, MissingSuiteSkipsOnlyItsOwnCallsAndIsAskedForAgain)
 {
     FakeHost host;
     host.missing = {kAEGPCameraSuite};
     AEO::HostAccess access(&host.inData);
+    host.refused.clear();   // the sampling suites, which this host does not serve
     {
         AEO::CameraLayer camera(access, kLayer);
         EXPECT_EQ(camera.cameraType(), -1);
-        EXPECT_EQ(camera.lastError(), kSPSuiteNotFoundError);
-        EXPECT_EQ(camera.flags(), 0);   // skipped: the error sticks
+        EXPECT_EQ(camera.lastError(), 0);
+        EXPECT_EQ(camera.flags(), AEGP_LayerFlag_VIDEO_ACTIVE) << "the layer suite still answers";
+        EXPECT_EQ(camera.cameraType(), -1);
+        EXPECT_EQ(host.calls, Names{"GetLayerFlags"});
+        EXPECT_EQ(host.refused, (Names{kAEGPCameraSuite, kAEGPCameraSuite}));
+
+        host.missing.clear();
+        EXPECT_EQ(camera.cameraType(), 1) << "served once the host has the suite";
+        EXPECT_EQ(host.acquired, (Names{kAEGPLayerSuite, kAEGPCameraSuite}));
     }
-    EXPECT_EQ(host.calls, Names{});
-    EXPECT_EQ(host.released, Names{});
+    EXPECT_EQ(host.released, (Names{kAEGPCameraSuite, kAEGPLayerSuite})) << "each acquired suite once";
+}
+
+// The composition needs the camera suite for the default camera only: without it that
+// distance is 0, and its layers can still be counted and listed.
+TEST(AeoSuites, CompositionWithoutCameraSuiteStillListsItsLayers)
+{
+    FakeHost host;
+    host.missing = {kAEGPCameraSuite};
+    AEO::Composition comp(&host.inData, nullptr);
+    EXPECT_EQ(comp.defaultCameraDistance(), 0.0);
+    EXPECT_EQ(comp.lastError(), 0);
+    EXPECT_EQ(comp.layerCount(), 3);
+    EXPECT_EQ(host.calls, Names{"GetCompNumLayers"});
+}
+
+// The slot itself: the acquisition's error is kept until an acquisition succeeds.
+TEST(AeoSuites, SuiteSlotKeepsTheAcquisitionErrorUntilTheSuiteArrives)
+{
+    FakeHost host;
+    {
+        AEO::SuiteSlot<AEGP_CameraSuite2> unused(&host.basic);   // never asked: nothing to give back
+        AEO::SuiteSlot<AEGP_LightSuite2> lights(&host.basic);   // never served by this host
+        EXPECT_EQ(lights.get(), nullptr);
+        EXPECT_EQ(lights.error(), kSPSuiteNotFoundError);
+        AEO::SuiteSlot<AEGP_CameraSuite2> cameras(&host.basic);
+        host.missing = {kAEGPCameraSuite};
+        EXPECT_EQ(cameras.get(), nullptr);
+        EXPECT_EQ(cameras.error(), kSPSuiteNotFoundError);
+        host.missing.clear();
+        EXPECT_NE(cameras.get(), nullptr);
+        EXPECT_EQ(cameras.error(), 0);
+    }
+    EXPECT_EQ(host.acquired, Names{kAEGPCameraSuite});
+    EXPECT_EQ(host.released, Names{kAEGPCameraSuite});
 }
 
 TEST(AeoValues, LayerItemAndCompositionValuesComeBackPlain)

@@ -1,93 +1,296 @@
-// Scene assembly when the host fails it: missing suites, failing stream reads and handle
-// allocations. Every render must still give back all it took (checked by renderScene).
+// Scene assembly when the host fails it: missing suites, refused layer queries, failing
+// stream reads and handle allocations. A failure inside assembly never fails the frame: the
+// host object that met it answers its later queries with defaults, and the frame is drawn
+// from them. Each case names the picture that results by the fault-free scene that draws
+// exactly the same pixels. Every render must still give back all it took (renderScene checks).
 #include "assembly_support.h"
+
+#include <set>
 
 using namespace asmtest;
 
 namespace {
 
-// A camera the effect looks through and three lights told apart by their intensity.
-const std::string kCameraAndLights =
-    R"({ "name": "Cam", "type": "camera", "position": [80, 60, -300], "camera": { "zoom": 300 } },
-       { "name": "A", "type": "light", "light": { "type": "point", "intensity": 10 } },
-       { "name": "B", "type": "light", "light": { "type": "spot", "intensity": 20 } },
-       { "name": "C", "type": "light", "light": { "type": "parallel", "intensity": 30 } },)";
+// Three lights that each change the picture, told apart by their intensity, in front of the
+// sphere; the camera looks at the sphere from straight ahead.
+struct LightLayerText {
+    std::string name;
+    std::string json;
+};
+
+const LightLayerText kLights[] = {
+    {"A", R"({ "name": "A", "type": "light", "position": [10, 10, -150],
+               "light": { "type": "point", "intensity": 100, "color": [1, 0.6, 0.4] } },)"},
+    {"B", R"({ "name": "B", "type": "light", "position": [160, 20, -120],
+               "light": { "type": "spot", "intensity": 80, "coneAngle": 60, "color": [0.4, 1, 0.6] } },)"},
+    {"C", R"({ "name": "C", "type": "light", "position": [80, 140, -100],
+               "light": { "type": "parallel", "intensity": 60, "color": [0.6, 0.4, 1] } },)"},
+};
+
+// A fault-free scene that draws what a faulty one should: which camera type, which lights.
+struct Look {
+    std::string camera = "perspective";
+    std::set<std::string> lights{"A", "B", "C"};
+};
+
+Look withLights(std::set<std::string> lights) { return {"perspective", std::move(lights)}; }
+Look parallelView() { return {"orthographic", {"A", "B", "C"}}; }
+
+SceneSetup sceneOf(const Look& look)
+{
+    std::string layers = R"({ "name": "Cam", "type": "camera", "position": [80, 60, -300],
+                              "camera": { "type": ")" + look.camera + R"(", "zoom": 300 } },)";
+    for (const LightLayerText& light : kLights)
+        if (look.lights.count(light.name))
+            layers += light.json;
+    return sceneWith({}, layers);
+}
+
+// Float output keeps every light's share of a pixel.
+const orbhost::FrameRequest kFloatFrame{0.0, 32, 1, 1};
+
+int differingPixels(const orbhost::Image& a, const orbhost::Image& b)
+{
+    if (a.width != b.width || a.height != b.height)
+        return -1;
+    int differing = 0;
+    for (std::size_t i = 0; i < a.rgba.size(); i += 4)
+        differing += !std::equal(&a.rgba[i], &a.rgba[i] + 4, &b.rgba[i]);
+    return differing;
+}
+
+int opaquePixels(const orbhost::Image& image)
+{
+    int opaque = 0;
+    for (std::size_t i = 3; i < image.rgba.size(); i += 4)
+        opaque += image.rgba[i] > 0.0f;
+    return opaque;
+}
+
+// A frame with no NaN or infinite channel.
+bool isDefined(const orbhost::Image& image)
+{
+    return !image.rgba.empty() &&
+           std::all_of(image.rgba.begin(), image.rgba.end(), [](float v) { return std::isfinite(v); });
+}
 
 std::vector<double> intensities(const Rendered& r)
 {
     std::vector<double> out;
-    if (!r.passes.empty())
-        for (const LightSnapshot& l : r.ctx().lights)
-            out.push_back(std::round(l.intensity * 100));
+    for (const LightSnapshot& l : r.ctx().lights)
+        out.push_back(std::round(l.intensity * 100));
     return out;
 }
 
-struct FaultCase {
-    std::string name;
-    std::function<void(orbhost::EffectHost&)> plan;
-    PF_Err result;
-    std::vector<double> lights;   // intensities of the records when the render goes on
-};
-
-void PrintTo(const FaultCase& c, std::ostream* os) { *os << c.name; }
-
-class AssemblyFault : public AssemblyParamTest<FaultCase> {};
+using Plan = std::function<void(orbhost::EffectHost&)>;
 
 // The nth host_new_handle call from now on fails.
-std::function<void(orbhost::EffectHost&)> failHandle(int nth)
+Plan failHandle(int nth)
 {
     return [nth](orbhost::EffectHost& host) {
         host.faults().failHandleAllocation = host.state().faultCounters.handleAllocations + nth;
     };
 }
 
-std::function<void(orbhost::EffectHost&)> failStream(int nth)
+Plan failStream(int nth)
 {
     return [nth](orbhost::EffectHost& host) {
         host.faults().failStreamRead = host.state().faultCounters.streamReads + nth;
     };
 }
 
-std::function<void(orbhost::EffectHost&)> withoutSuite(const char* name)
+Plan withoutSuite(const char* name)
 {
     return [name](orbhost::EffectHost& host) { host.faults().unavailableSuites.insert(name); };
 }
 
-} // namespace
-
-TEST_P(AssemblyFault, ReportsOrSurvivesAndGivesEverythingBack)
+Plan refusing(const char* call)
 {
-    const FaultCase& c = GetParam();
-    const Rendered r = renderScene(sceneWith({}, kCameraAndLights), {}, c.plan);
-    EXPECT_EQ(r.result, c.result) << c.name;
-    if (c.result == PF_Err_NONE)
-        EXPECT_EQ(intensities(r), c.lights) << c.name;
-    else
-        EXPECT_TRUE(r.passes.empty()) << c.name << ": nothing is drawn after a failed assembly";
+    return [call](orbhost::EffectHost& host) { host.faults().failingCalls.insert(call); };
 }
 
-// Per light the record comes first, then the grown item array: attempts 1, 3, 5 are records
-// and 2, 4, 6 arrays.
+Plan refusingLayer(const char* layer)
+{
+    return [layer](orbhost::EffectHost& host) { host.faults().failingLayers.insert(layer); };
+}
+
+struct FaultCase {
+    std::string name;
+    Plan plan;
+    Look picture;                 // the fault-free scene that draws the same pixels
+    std::vector<double> lights;   // intensities (percent) of the records, in order
+};
+
+void PrintTo(const FaultCase& c, std::ostream* os) { *os << c.name; }
+
+class AssemblyFault : public AssemblyParamTest<FaultCase> {};
+
+} // namespace
+
+TEST_P(AssemblyFault, FrameRendersWhatTheDefaultsDraw)
+{
+    const FaultCase& c = GetParam();
+    const Rendered r = renderScene(sceneOf(Look{}), kFloatFrame, c.plan);
+    ASSERT_EQ(r.result, PF_Err_NONE);
+    EXPECT_EQ(intensities(r), c.lights);
+    const Rendered expected = renderScene(sceneOf(c.picture), kFloatFrame);
+    ASSERT_EQ(expected.result, PF_Err_NONE);
+    EXPECT_GT(opaquePixels(expected.image), 0);
+    EXPECT_EQ(differingPixels(r.image, expected.image), 0) << "pixels that differ from the expected picture";
+}
+
+// The frame reads the camera's streams first (zoom, depth of field, focus distance, blur
+// level, aperture: reads 1 to 5), then seven for each light (colour, intensity, cone angle,
+// feather, shadow darkness, shadow diffusion, casts shadows): A 6 to 12, B 13 to 19, C 20 to
+// 26. Each light takes a record, then a list one slot longer: handles 1 and 2 for A, 3 and 4
+// for B, 5 and 6 for C. EachCaseCountsOnThisOrder checks both.
 INSTANTIATE_TEST_SUITE_P(
     Assembly, AssemblyFault,
-    testing::Values(FaultCase{"NoFault", {}, PF_Err_NONE, {10, 20, 30}},
-                    FaultCase{"NoLightSuite", withoutSuite(kAEGPLightSuite), PF_Err_BAD_CALLBACK_PARAM, {}},
-                    FaultCase{"NoCameraSuite", withoutSuite(kAEGPCameraSuite), PF_Err_BAD_CALLBACK_PARAM, {}},
-                    FaultCase{"FirstStreamRead", failStream(1), A_Err_GENERIC, {}},
-                    FaultCase{"FifthStreamRead", failStream(5), A_Err_GENERIC, {}},
-                    FaultCase{"TwelfthStreamRead", failStream(12), A_Err_GENERIC, {}},
-                    FaultCase{"FirstLightsArray", failHandle(2), PF_Err_NONE, {20, 30}},
-                    FaultCase{"SecondLightsArray", failHandle(4), PF_Err_NONE, {10, 30}},
-                    FaultCase{"LastLightsArray", failHandle(6), PF_Err_NONE, {10, 20}},
-                    FaultCase{"FirstRecord", failHandle(1), PF_Err_OUT_OF_MEMORY, {}},
-                    FaultCase{"SecondRecord", failHandle(3), PF_Err_OUT_OF_MEMORY, {}}),
+    testing::Values(
+        FaultCase{"NoFault", {}, Look{}, {100, 80, 60}},
+        // Every light type reads −1, which lights nothing: the sphere shows its emission only.
+        FaultCase{"NoLightSuite", withoutSuite(kAEGPLightSuite), withLights({}), {100, 80, 60}},
+        // The camera type reads −1, which is not perspective: the view is parallel.
+        FaultCase{"NoCameraSuite", withoutSuite(kAEGPCameraSuite), parallelView(), {100, 80, 60}},
+        // Every query about B is refused; the first, its in point, already makes B no light.
+        FaultCase{"LayerBRefused", refusingLayer("B"), withLights({"A", "C"}), {100, 60}},
+        FaultCase{"NoLayerIsALight", refusing("AEGP_GetLayerObjectType"), withLights({}), {}},
+        // The light type fails after the colour: the rest of each light reads as zeros.
+        FaultCase{"LightTypeRefused", refusing("AEGP_GetLightType"), withLights({}), {0, 0, 0}},
+        // After the zoom the camera type is not read either: parallel view.
+        FaultCase{"CameraZoomRead", failStream(1), parallelView(), {100, 80, 60}},
+        // Blur level and aperture only matter with depth of field, which is off.
+        FaultCase{"CameraBlurLevelRead", failStream(4), Look{}, {100, 80, 60}},
+        FaultCase{"ColourOfA", failStream(6), withLights({"B", "C"}), {0, 80, 60}},
+        FaultCase{"IntensityOfB", failStream(14), withLights({"A", "C"}), {100, 0, 60}},
+        // From B's cone angle on its settings are zero and its transform too: it stands at the
+        // sphere's centre with no cone, and nothing outside the sphere sees it.
+        FaultCase{"ConeAngleOfB", failStream(15), withLights({"A", "C"}), {100, 80, 60}},
+        // C's transform is not read after its last stream: a parallel light without direction.
+        FaultCase{"CastsShadowsOfC", failStream(26), withLights({"A", "B"}), {100, 80, 60}},
+        // Without memory for its record or a longer list a light is left out; the next one
+        // still gets its place.
+        FaultCase{"RecordOfA", failHandle(1), withLights({"B", "C"}), {80, 60}},
+        FaultCase{"ListForA", failHandle(2), withLights({"B", "C"}), {80, 60}},
+        FaultCase{"RecordOfB", failHandle(3), withLights({"A", "C"}), {100, 60}},
+        FaultCase{"ListForC", failHandle(6), withLights({"A", "B"}), {100, 80}}),
     [](const auto& info) { return info.param.name; });
 
-TEST_F(AssemblyTest, EachLightTakesARecordAndANewArray)
+TEST_F(AssemblyTest, EachCaseCountsOnThisOrder)
 {
-    const Rendered r = renderScene(sceneWith({}, kCameraAndLights));
+    int streamReads = 0;
+    const Rendered r = renderScene(sceneOf(Look{}), kFloatFrame, [&](orbhost::EffectHost& host) {
+        streamReads = -host.state().faultCounters.streamReads;
+    });
     ASSERT_EQ(r.result, PF_Err_NONE);
-    EXPECT_EQ(r.handleAttempts, 6) << "the fault cases above count on this order";
+    streamReads += r.host->state().faultCounters.streamReads;
+    EXPECT_EQ(streamReads, 5 + 3 * 7);
+    EXPECT_EQ(r.handleAttempts, 6);
+}
+
+// The comparisons above mean something only if each light and the camera type show.
+TEST_F(AssemblyTest, EachLightAndTheCameraTypeChangeThePicture)
+{
+    const Rendered all = renderScene(sceneOf(Look{}), kFloatFrame);
+    ASSERT_EQ(all.result, PF_Err_NONE);
+    const Look others[] = {withLights({"B", "C"}), withLights({"A", "C"}), withLights({"A", "B"}), withLights({}),
+                           parallelView()};
+    for (const Look& look : others) {
+        const Rendered r = renderScene(sceneOf(look), kFloatFrame);
+        ASSERT_EQ(r.result, PF_Err_NONE);
+        EXPECT_GT(differingPixels(all.image, r.image), 100) << look.camera << " with " << look.lights.size() << " lights";
+    }
+}
+
+// Without the light suite the records are still made, with the type −1; the untextured
+// surface then keeps its emission: red U, green V, and no blue, which only lights add.
+TEST_F(AssemblyTest, WithoutTheLightSuiteLightsHaveNoTypeAndTheSphereOnlyGlows)
+{
+    const Rendered r = renderScene(sceneOf(Look{}), kFloatFrame, withoutSuite(kAEGPLightSuite));
+    ASSERT_EQ(r.result, PF_Err_NONE);
+    ASSERT_EQ(r.ctx().lights.size(), 3u);
+    for (const LightSnapshot& l : r.ctx().lights)
+        EXPECT_EQ(l.lightType, -1);
+    EXPECT_GT(opaquePixels(r.image), 3000);
+    for (std::size_t i = 0; i < r.image.rgba.size(); i += 4)
+        ASSERT_EQ(r.image.rgba[i + 2], 0.0f) << "blue at pixel " << i / 4;
+}
+
+// Without the camera suite the composition camera is still found and used, through the PF
+// Interface suite, but its type is −1: parallel.
+TEST_F(AssemblyTest, WithoutTheCameraSuiteTheCompositionCameraLooksParallel)
+{
+    const Rendered r = renderScene(sceneOf(Look{}), kFloatFrame, withoutSuite(kAEGPCameraSuite));
+    ASSERT_EQ(r.result, PF_Err_NONE);
+    EXPECT_FALSE(r.ctx().perspective);
+    EXPECT_FLOAT_EQ(r.ctx().viewPlaneZ, -300.0f) << "the zoom still comes from the camera's stream";
+    expectNear(row(r.ctx().cameraToWorld, 3), {80, 60, -300}, "camera position");
+}
+
+// With the host's default camera, no camera suite means no distance: the camera stands at
+// distance 0, in the plane through the sphere's centre, and sees the sphere's inside all
+// round.
+TEST_F(AssemblyTest, WithoutTheCameraSuiteTheDefaultCameraStandsAtDistanceZero)
+{
+    const Rendered r = renderScene(sceneWith({}), kFloatFrame, withoutSuite(kAEGPCameraSuite));
+    ASSERT_EQ(r.result, PF_Err_NONE);
+    const ContextSnapshot& x = r.ctx();
+    EXPECT_TRUE(x.perspective);
+    EXPECT_EQ(x.viewPlaneZ, 0.0f);
+    expectNear(row(x.cameraToWorld, 3), {80, 60, 0}, "camera position");
+    EXPECT_LT(x.cameraQuadric, 0.0) << "the camera is inside the sphere";
+    EXPECT_TRUE(isDefined(r.image));
+    EXPECT_EQ(opaquePixels(r.image), kWidth * kHeight);
+}
+
+// A camera layer whose queries are all refused has a zero transform: its rays have no
+// direction and meet nothing. The frame succeeds and is empty.
+TEST_F(AssemblyTest, ACameraThatCannotBeReadDrawsAnEmptyFrame)
+{
+    const Rendered r = renderScene(sceneOf(Look{}), kFloatFrame, refusingLayer("Cam"));
+    ASSERT_EQ(r.result, PF_Err_NONE);
+    EXPECT_FALSE(r.ctx().perspective);
+    EXPECT_EQ(r.ctx().lights.size(), 3u);
+    EXPECT_TRUE(std::all_of(r.image.rgba.begin(), r.image.rgba.end(), [](float v) { return v == 0.0f; }));
+}
+
+// The effect's own layer refused: no composition, so no size, no pixel aspect, no lights and
+// no default distance. Nothing of that fails the frame, and what is drawn is defined.
+TEST_F(AssemblyTest, AnEffectLayerThatCannotBeReadStillGivesADefinedFrame)
+{
+    const Rendered r = renderScene(sceneOf(Look{}), kFloatFrame, refusingLayer("Sphere"));
+    ASSERT_EQ(r.result, PF_Err_NONE);
+    EXPECT_TRUE(r.ctx().lights.empty());
+    EXPECT_EQ(r.ctx().viewCenterX, 0.0f);
+    EXPECT_TRUE(isDefined(r.image));
+}
+
+// The control layer's composition ratio cannot be read: {0, 1} collapses the x column of the
+// layer's matrix about x = W/2 = 80, after the earlier queries succeeded. The layer, turned
+// 45° about z, keeps only the y parts of its x and y axes, each of length √½.
+TEST_F(AssemblyTest, AFailedRatioCollapsesTheControlLayersXColumn)
+{
+    const SceneSetup setup = sceneWith(
+        {{"Control Layer", R"("Ctl")"}},
+        R"({ "name": "Ctl", "type": "null", "threeD": true, "anchorPoint": [0, 0, 0], "position": [100, 70, 20],
+             "rotationZ": 45 },)");
+    const Rendered clean = renderScene(setup, kFloatFrame);
+    ASSERT_EQ(clean.result, PF_Err_NONE);
+    expectNear(row(clean.ctx().sphereToWorld, 3), {100, 70, 20}, "centre without the fault");
+    expectNear(xyz(clean.ctx().radius), {100, 100, 100}, "radius without the fault");
+
+    const Rendered r = renderScene(setup, kFloatFrame, refusing("AEGP_GetItemPixelAspectRatio"));
+    ASSERT_EQ(r.result, PF_Err_NONE);
+    const ContextSnapshot& x = r.ctx();
+    const double s = std::sqrt(0.5), g = std::cbrt(0.5), q = std::sqrt(1 / g);
+    expectNear(row(x.sphereToWorld, 0), {0, 1, 0}, "x axis");
+    expectNear(row(x.sphereToWorld, 1), {0, 1, 0}, "y axis");
+    expectNear(row(x.sphereToWorld, 2), {0, 0, 1}, "z axis");
+    expectNear(row(x.sphereToWorld, 3), {80, 70, 20}, "centre");
+    EXPECT_NEAR(x.radius.x, 100 * g / q, 1e-3) << "length " << s << " on x and y, 1 on z";
+    EXPECT_NEAR(x.radius.y, 100 * g / q, 1e-3);
+    EXPECT_NEAR(x.radius.z, 100, 1e-3);
+    EXPECT_TRUE(isDefined(r.image));
 }
 
 namespace {
@@ -98,19 +301,29 @@ struct FailurePoint {
     int orbhost::FaultPlan::*failAt;
 };
 
+// The AEGP queries of one frame; each is refused in turn below.
+const char* const kFrameQueries[] = {
+    "AEGP_GetEffectLayer",     "AEGP_ConvertEffectToCompTime", "AEGP_GetEffectCamera",
+    "AEGP_GetLayerParentComp", "AEGP_GetItemFromComp",         "AEGP_GetItemDimensions",
+    "AEGP_GetItemPixelAspectRatio", "AEGP_GetLayerSourceItem", "AEGP_GetLayerToWorldXform",
+    "AEGP_GetLayerStreamValue", "AEGP_GetCameraType",          "AEGP_GetCompNumLayers",
+    "AEGP_GetCompLayerByIndex", "AEGP_GetLayerInPoint",        "AEGP_GetLayerDuration",
+    "AEGP_GetLayerObjectType", "AEGP_GetLayerFlags",           "AEGP_GetLightType",
+};
+
 } // namespace
 
 // Every host call of each kind that a depth-of-field frame with lights, texture, reflection
-// map and control layer makes is made to fail once, in turn. The frame reports the error,
-// or goes on where the failure costs nothing that matters (a light's array: that light is
-// left out; the reflection map's checkout: no reflection; a first checkout of the input
-// that the next one replaces), and it never leaves anything held.
-TEST_F(AssemblyTest, SurvivesAFailureAtEveryHostCallOfTheFrame)
+// map and control layer makes is made to fail once, in turn, and so is every AEGP query of
+// the frame. Only the driver's own steps fail the frame, before any pass: the texture's
+// checkout, and a depth-of-field world (out of memory rather than a pass into an empty world).
+// After any failure inside scene assembly the frame is drawn and succeeds. Nothing is ever
+// left held.
+TEST_F(AssemblyTest, OnlyTheDriversOwnStepsFailTheFrame)
 {
-
     SceneSetup setup = sceneWith({{"Texture", R"("Tex")"}, {"Reflection Map", R"("Refl")"},
                                   {"Control Layer", R"("Ctl")"}, {"Depth Of Field", R"("On")"}},
-                                 kCameraAndLights + R"({ "name": "Ctl", "type": "null", "threeD": true },)");
+                                 sceneOf(Look{}).layers + R"({ "name": "Ctl", "type": "null", "threeD": true },)");
     const FailurePoint points[] = {
         {"checkout", &orbhost::FaultCounters::checkouts, &orbhost::FaultPlan::failCheckout},
         {"handle", &orbhost::FaultCounters::handleAllocations, &orbhost::FaultPlan::failHandleAllocation},
@@ -131,9 +344,25 @@ TEST_F(AssemblyTest, SurvivesAFailureAtEveryHostCallOfTheFrame)
             const Rendered r = renderScene(setup, {}, [&](orbhost::EffectHost& host) {
                 host.faults().*point.failAt = host.state().faultCounters.*point.attempts + nth;
             });
-            if (r.result == PF_Err_NONE) {
-                EXPECT_GE(intensities(r).size(), 2u) << "at most one light is left out";
-            }
+            // The driver's checkouts come last: input layer, then "Texture", then the input
+            // layer and "Reflection Map". A failed first checkout of either pair is replaced
+            // by the second, and a reflection map that cannot be checked out is left out.
+            const bool driversStep = point.attempts == &orbhost::FaultCounters::worldCreations ||
+                                     (point.attempts == &orbhost::FaultCounters::checkouts && nth == calls - 2);
+            EXPECT_EQ(r.result, driversStep ? PF_Err_OUT_OF_MEMORY : PF_Err_NONE);
+            EXPECT_EQ(r.passes.empty(), driversStep) << "whether the frame is drawn";
         }
+    }
+    for (const char* query : kFrameQueries) {
+        SCOPED_TRACE(query);
+        int refused = 0;
+        const Rendered r = renderScene(setup, {}, [&](orbhost::EffectHost& host) {
+            host.faults().failingCalls.insert(query);
+            refused = -host.state().faultCounters.refusedCalls;
+        });
+        refused += r.host->state().faultCounters.refusedCalls;
+        EXPECT_GT(refused, 0) << "the frame makes this query";
+        EXPECT_EQ(r.result, PF_Err_NONE);
+        EXPECT_FALSE(r.passes.empty()) << "the frame is drawn";
     }
 }

@@ -121,8 +121,10 @@ struct RenderHost {
 
 } // namespace
 
-// This host serves no composition suites, so a frame never gets as far as the passes; the
-// passes themselves are checked through the headless host (tests/assembly).
+// This host serves no composition suites and has no checkout_param. Scene assembly goes on
+// without the composition, but the "Texture" checkout, one of the driver's own steps, fails
+// with PF_Err_BAD_CALLBACK_PARAM, so a frame never gets as far as the passes; the passes
+// themselves are checked through the headless host (tests/assembly).
 TEST(SmartRender, ReportsTheFirstFailureAndGivesEverySuiteBack)
 {
     struct Case {
@@ -136,9 +138,9 @@ TEST(SmartRender, ReportsTheFirstFailureAndGivesEverySuiteBack)
     };
     constexpr PF_Err kMissing = FakeHost::kSuiteNotFound;
     const Case cases[] = {
-        {"8-bit, no composition", PF_PixelFormat_ARGB32, 4, nullptr, 0, PF_Err_BAD_CALLBACK_PARAM, false},
-        {"16-bit, no composition", PF_PixelFormat_ARGB64, 8, nullptr, 0, PF_Err_BAD_CALLBACK_PARAM, false},
-        {"float, no composition", PF_PixelFormat_ARGB128, 16, nullptr, 0, PF_Err_BAD_CALLBACK_PARAM, false},
+        {"8-bit, no checkout_param", PF_PixelFormat_ARGB32, 4, nullptr, 0, PF_Err_BAD_CALLBACK_PARAM, false},
+        {"16-bit, no checkout_param", PF_PixelFormat_ARGB64, 8, nullptr, 0, PF_Err_BAD_CALLBACK_PARAM, false},
+        {"float, no checkout_param", PF_PixelFormat_ARGB128, 16, nullptr, 0, PF_Err_BAD_CALLBACK_PARAM, false},
         // Only the float suite's acquisition error is reported.
         {"8-bit sampling suite missing", PF_PixelFormat_ARGB64, 8, "PF Sampling8 Suite", 0, 0, false},
         {"16-bit sampling suite missing", PF_PixelFormat_ARGB64, 8, "PF Sampling16 Suite", 0, 0, false},
