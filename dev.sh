@@ -103,14 +103,24 @@ case "$cmd" in
         build_native
         scene=scenes/default.json
         if [[ $# -gt 0 && $1 != -* ]]; then scene=$1; shift; fi
-        out=out/$(basename "${scene%.json}").png
+        out=""
         args=("$@")
-        [[ " ${args[*]} " == *" -o "* ]] || args+=(-o "$out")
+        # The output as the user named it: -o FILE, --output FILE, -oFILE or --output=FILE.
+        for ((i = 0; i < ${#args[@]}; i++)); do
+            case ${args[i]} in
+                -o | --output) out=${args[i + 1]:-} ;;
+                --output=*) out=${args[i]#--output=} ;;
+                -o?*) out=${args[i]#-o} ;;
+            esac
+        done
+        if [[ -z $out ]]; then
+            # No output named: a still of the scene's first frame, unless frames were asked for.
+            out=out/$(basename "${scene%.json}").png
+            args+=(-o "$out")
+            [[ " ${args[*]} " == *" --frame"* ]] || args+=(--frame 0)
+        fi
         mkdir -p out
         "$NATIVE/orbulon-render" "$scene" "${args[@]}"
-        for ((i = 0; i < ${#args[@]}; i++)); do
-            [[ ${args[i]} == -o || ${args[i]} == --output ]] && out=${args[i + 1]}
-        done
         echo "Rendered $scene to $out"
         ;;
     gallery)

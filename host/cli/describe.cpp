@@ -1,14 +1,22 @@
 #include "describe.h"
 
+#include <algorithm>
+#include <array>
+#include <cmath>
 #include <cstdio>
+#include <vector>
 #include <ostream>
 #include <string>
 
 namespace orbhost {
 namespace {
 
+// Effects mark an open end of a range with a huge value (up to the largest double); such an end
+// prints as "any".
 std::string number(double v)
 {
+    if (!(std::abs(v) < 1e30))
+        return "any";
     char buf[48];
     std::snprintf(buf, sizeof buf, "%.7g", v);
     return buf;
@@ -100,20 +108,33 @@ std::string printable(const std::string& text)
 
 void printParamTable(std::ostream& out, const EffectHost& host)
 {
-    char line[512];
-    std::snprintf(line, sizeof line, "%5s  %-34s %-13s %-40s %-22s %-28s %s\n", "index", "name", "type",
-                  "range", "default", "flags", "disk id");
-    out << line;
+    // Every column is as wide as its widest cell, so long names and ranges keep the rest in line.
+    using Row = std::array<std::string, 7>;
+    std::vector<Row> rows{{"index", "name", "type", "range", "default", "flags", "disk id"}};
     for (const ParamDefinition& p : host.params()) {
         std::string name = std::string(std::size_t(p.groupDepth) * 2, ' ');
         if (p.def.param_type == PF_Param_GROUP_END)
             name += "(end of group)";
         else
             name += p.index == 0 ? "(input layer)" : p.name;
-        std::snprintf(line, sizeof line, "%5d  %-34s %-13s %-40s %-22s %-28s %s\n", p.index, name.c_str(),
-                      paramTypeName(p.def.param_type), rangeText(p).c_str(), defaultText(p).c_str(),
-                      flagsText(p).c_str(), p.index == 0 ? "" : std::to_string(p.def.uu.id).c_str());
-        out << line;
+        rows.push_back({std::to_string(p.index), printable(name), paramTypeName(p.def.param_type), rangeText(p),
+                        defaultText(p), flagsText(p), p.index == 0 ? "" : std::to_string(p.def.uu.id)});
+    }
+    std::array<std::size_t, 7> width{};
+    for (const Row& row : rows)
+        for (std::size_t c = 0; c < row.size(); ++c)
+            width[c] = std::max(width[c], row[c].size());
+    for (const Row& row : rows) {
+        std::string line(width[0] - row[0].size(), ' ');  // the index is right-aligned
+        line += row[0];
+        for (std::size_t c = 1; c < row.size(); ++c) {
+            line += c == 1 ? "  " : " ";
+            line += row[c];
+            if (c + 1 < row.size())
+                line += std::string(width[c] - row[c].size(), ' ');
+        }
+        line.erase(line.find_last_not_of(' ') + 1);
+        out << line << '\n';
     }
 }
 

@@ -1,7 +1,13 @@
 // orbulon-render: renders a scene file with an effect module (Orbulon by default) to images.
-// Exit codes: 0 success, 2 bad scene or arguments, 1 effect or render failure.
+// Exit codes: 0 success, 1 a render or I/O failure, 2 a bad scene or bad arguments.
+#include "console.h"
 #include "describe.h"
+#include "input_guard.h"
+#include "memory_check.h"
+#include "output_file.h"
+#include "frame_spec.h"
 #include "run_stats.h"
+#include "scene_input.h"
 
 #include "host/core/host_errors.h"
 #include "host/core/host_codes.h"
@@ -25,6 +31,10 @@
 namespace {
 
 using namespace orbhost;
+using cli::kMessagePrefix;
+
+// -q: no progress line and no warnings; errors still print.
+bool quiet = false;
 
 constexpr int kExitOk = 0, kExitFailure = 1, kExitUsage = 2;
 
@@ -49,29 +59,6 @@ std::filesystem::path programFolder(const char* argv0)
     return std::filesystem::absolute(argv0).parent_path();
 }
 
-bool stdoutIsTerminal()
-{
-#if defined(_WIN32)
-    return _isatty(_fileno(stdout));
-#else
-    return isatty(fileno(stdout));
-#endif
-}
-
-// "out_####.png" with frame 7 -> "out_0007.png"; the longest run of '#' is the number.
-std::string framePath(const std::string& pattern, int frame)
-{
-    const auto first = pattern.find('#');
-    if (first == std::string::npos)
-        return pattern;
-    auto last = first;
-    while (last < pattern.size() && pattern[last] == '#')
-        ++last;
-    char digits[32];
-    std::snprintf(digits, sizeof digits, "%0*d", int(last - first), frame);
-    return pattern.substr(0, first) + digits + pattern.substr(last);
-}
-
 // The whole of text as a decimal integer.
 bool parseWholeInt(const std::string& text, int* value)
 {
@@ -82,13 +69,6 @@ bool parseWholeInt(const std::string& text, int* value)
     } catch (...) {
         return false;
     }
-}
-
-bool parseRange(const std::string& text, int* a, int* b)
-{
-    const auto colon = text.find(':');
-    return colon != std::string::npos && parseWholeInt(text.substr(0, colon), a) &&
-           parseWholeInt(text.substr(colon + 1), b) && *a <= *b;
 }
 
 // "MAJOR.MINOR", the effect protocol version the host reports in in_data->version.
@@ -121,7 +101,8 @@ void printImbalances(const EffectHost& host, std::size_t fromRecord)
     const auto& log = host.commandLog();
     for (std::size_t i = fromRecord; i < log.size(); ++i)
         for (const Imbalance& imbalance : log[i].imbalances)
-            std::cerr << "warning: " << commandName(log[i].cmd) << " left unbalanced: " << imbalance.what
+            if (!quiet)
+                std::cerr << kMessagePrefix << "warning: " << commandName(log[i].cmd) << " left unbalanced: " << imbalance.what
                       << " (" << imbalance.count << ")\n";
 }
 
@@ -131,8 +112,10 @@ void printUiFailures(const EffectHost& host, std::size_t fromRecord)
 {
     const auto& log = host.commandLog();
     for (std::size_t i = fromRecord; i < log.size(); ++i)
-        if ((log[i].cmd == PF_Cmd_USER_CHANGED_PARAM || log[i].cmd == PF_Cmd_UPDATE_PARAMS_UI) && log[i].result)
-            std::cerr << "warning: " << commandName(log[i].cmd) << " failed with error " << log[i].result << '\n';
+        if ((log[i].cmd == PF_Cmd_USER_CHANGED_PARAM || log[i].cmd == PF_Cmd_UPDATE_PARAMS_UI) && log[i].result &&
+            !quiet)
+            std::cerr << kMessagePrefix << "warning: " << commandName(log[i].cmd) << " failed: "
+                      << cli::errorText(log[i].result) << '\n';
 }
 
 // Set-down, then what the set-down commands left unbalanced.
@@ -143,19 +126,10 @@ void shutDownAndReport(EffectHost& host)
     printImbalances(host, logStart);
 }
 
-// "\rframe F [####......] done/total" on one terminal line.
-void printProgress(int frame, int done, int total)
-{
-    constexpr int width = 30;
-    const int filled = done * width / total;
-    std::cout << "\rframe " << frame << " [" << std::string(std::size_t(filled), '#')
-              << std::string(std::size_t(width - filled), '.') << "] " << done << '/' << total << std::flush;
-}
-
 std::string commandFailure(const EffectHost& host, PF_Err err)
 {
     const CommandRecord& last = host.commandLog().back();
-    std::string text = std::string(commandName(last.cmd)) + " failed with error " + std::to_string(err);
+    std::string text = std::string(commandName(last.cmd)) + " failed: " + cli::errorText(err);
     if (!last.problem.empty())
         text += ": " + last.problem;
     if (!last.returnMsg.empty())
@@ -213,21 +187,39 @@ int main(int argc, char** argv)
     CLI::App app{"Renders a scene with an effect module through the headless host."};
     // Under Wine users pass Unix paths, which would otherwise read as /option switches.
     app.allow_windows_style_options(false);
-    std::string scenePath, outputPath, modulePath, frameRange, downsample, appName, hostVersion;
+    std::string scenePath, outputPath, modulePath, frameRange, downsample, appName, hostVersion, statsJson;
     int frame = -1, bitDepth = 0, threads = 0;
     bool describe = false, about = false, stats = false, verbose = false, uiState = false, sweep = false;
+    bool skipExisting = false;
     std::vector<std::string> failSuites, failNth;
     app.add_option("scene", scenePath, "Scene file (JSON)");
-    app.add_option("-o,--output", outputPath, "Output image (.png, .exr, .tif, .pam); a #### run numbers frames");
+    app.failure_message([](const CLI::App*, const CLI::Error& e) {
+        return std::string(kMessagePrefix) + e.what() + " (see --help)\n";
+    });
+    app.set_version_flag("--version", std::string("orbulon-render ") + ORBULON_VERSION);
+    app.add_option("-o,--output", outputPath,
+                   "Output image (.png, .exr, .tif, .pam); f_####.png or f_%04d.png numbers frames");
     app.add_option("--module", modulePath, "Effect module (default: the Orbulon module next to this program)");
-    app.add_option("--frame", frame, "Frame to render (composition frame from 0)")->check(CLI::NonNegativeNumber);
-    app.add_option("--frames", frameRange, "Frames A:B to render, numbered into the output pattern");
+    const CLI::Validator fromZero(
+        [](std::string& text) {
+            return text.starts_with("-") ? "frames count from 0; a negative frame does not exist" : "";
+        },
+        "FRAME");
+    auto* frameOption =
+        app.add_option("--frame", frame, "Frame to render (composition frame from 0)")->check(fromZero);
+    app.add_option("--frames", frameRange, "Frames A:B or A-B to render, numbered into the output name")
+        ->excludes(frameOption);
+    app.add_flag("-q,--quiet", quiet, "No progress line and no warnings; errors still print");
     app.add_option("--bit-depth", bitDepth, "Bits per channel: 8, 16 or 32")->check(CLI::IsMember({8, 16, 32}));
     app.add_option("--downsample", downsample, "Render at 1/N resolution: N or X,Y");
-    app.add_option("--threads", threads, "Iterate worker threads (default: one per core)")->check(CLI::PositiveNumber);
+    app.add_option("--threads", threads, "Iterate worker threads (0 or left out: one per core)")->check(CLI::NonNegativeNumber);
     app.add_flag("--describe", describe, "Print the property list and the registered parameters");
     app.add_flag("--about", about, "Print the effect's about text");
-    app.add_flag("--stats", stats, "Print timings and peak memory");
+    app.add_flag("--stats", stats, "Print timings (median, min, max over a sequence) and peak memory");
+    app.add_option("--stats-json", statsJson, "Write the --stats figures to this JSON file");
+    std::string maxMemory;
+    app.add_option("--max-memory", maxMemory, "Refuse frames estimated to need more than this (bytes, or with K, M, G, T)");
+    app.add_flag("--skip-existing", skipExisting, "Leave frames whose output file already exists as they are");
     app.add_option("--host-version", hostVersion, "Report this effect protocol version, MAJOR.MINOR (default 13.27)");
     app.add_option("--app", appName, "Pose as another host application")->check(CLI::IsMember({"premiere", "aftereffects"}));
     app.add_flag("--verbose", verbose, "Log host calls, unsupported calls and suite requests");
@@ -260,43 +252,61 @@ int main(int argc, char** argv)
         return kExitUsage;
     }
     int firstFrame = 0, lastFrame = 0, dsX = 0, dsY = 0;
-    if (!frameRange.empty() && !parseRange(frameRange, &firstFrame, &lastFrame)) {
-        std::cerr << "orbulon-render: --frames " << frameRange << ": expected A:B with A <= B\n";
-        return kExitUsage;
+    if (!frameRange.empty()) {
+        const cli::FrameRangeParse parsed = cli::parseFrameRange(frameRange);
+        if (!parsed.range) {
+            cli::printMessage(std::cerr, parsed.problem);
+            return kExitUsage;
+        }
+        firstFrame = parsed.range->first;
+        lastFrame = parsed.range->last;
     }
     if (!downsample.empty() && !parseDownsample(downsample, &dsX, &dsY)) {
         std::cerr << "orbulon-render: --downsample " << downsample << ": expected N or X,Y between 1 and "
                   << kMaxDownsample << '\n';
         return kExitUsage;
     }
-    if (!frameRange.empty() && firstFrame != lastFrame && outputPath.find('#') == std::string::npos) {
-        std::cerr << "orbulon-render: " << outputPath << ": several frames need a #### pattern in the output name\n";
+    if (const std::string problem = cli::numberingProblem(outputPath, {firstFrame, lastFrame}, "--frames " + frameRange);
+        renders && !frameRange.empty() && !problem.empty()) {
+        cli::printMessage(std::cerr, problem);
         return kExitUsage;
     }
 
     Scene scene;
     if (!scenePath.empty()) {
         try {
-            scene = loadScene(scenePath);
+            if (scenePath == "-") {
+                scene = cli::readSceneFromStdin();
+            } else {
+                orbcli::checkScenePath(scenePath);
+                scene = loadScene(scenePath);
+            }
             if (renders)
                 checkOutputFormat(outputPath);
         } catch (const std::exception& e) {
-            std::cerr << e.what() << '\n';
+            cli::printMessage(std::cerr, e.what());
             return kExitUsage;
         }
         // Frames from the command line must lie in the composition, as the scene's own must.
         const int frames = frameCount(scene);
         const int lastAsked = frameRange.empty() ? frame : lastFrame;
         if (lastAsked >= frames) {
-            std::cerr << "orbulon-render: frame " << lastAsked << " is past the end of " << scenePath << " (frames 0 to "
+            std::cerr << kMessagePrefix << "frame " << lastAsked << " is past the end of " << scenePath << " (frames 0 to "
                       << frames - 1 << ")\n";
+            return kExitUsage;
+        }
+        // The scene's own range follows the rule --frames follows.
+        const cli::FrameRange sceneRange{scene.render.firstFrame, scene.render.lastFrame};
+        if (const std::string problem = cli::numberingProblem(outputPath, sceneRange, scenePath + " render.frames");
+            renders && frameRange.empty() && frame < 0 && !problem.empty()) {
+            cli::printMessage(std::cerr, problem);
             return kExitUsage;
         }
     }
 
     HostConfig config;
     if (!hostVersion.empty() && !parseHostVersion(hostVersion, &config.version)) {
-        std::cerr << "orbulon-render: --host-version " << hostVersion << ": expected MAJOR.MINOR, e.g. 13.1\n";
+        std::cerr << kMessagePrefix << "--host-version " << hostVersion << ": expected MAJOR.MINOR, e.g. 13.1\n";
         return kExitUsage;
     }
     config.verbose = verbose;
@@ -319,7 +329,7 @@ int main(int argc, char** argv)
                 std::cout << text << '\n';
         }
         if (PF_Err err = host.start()) {
-            std::cerr << modulePath << ": " << commandFailure(host, err) << '\n';
+            cli::printMessage(std::cerr, modulePath + ": " + commandFailure(host, err));
             return kExitFailure;
         }
         printUiFailures(host, 0);
@@ -338,7 +348,7 @@ int main(int argc, char** argv)
         try {
             bindScene(host, scene);
         } catch (const BindError& e) {
-            std::cerr << e.what() << '\n';
+            cli::printMessage(std::cerr, e.what());
             return kExitUsage;
         }
 
@@ -346,53 +356,83 @@ int main(int argc, char** argv)
         request.bitDepth = bitDepth ? bitDepth : scene.render.bitDepth;
         request.downsampleX = dsX ? dsX : scene.render.downsampleX;
         request.downsampleY = dsY ? dsY : scene.render.downsampleY;
+        if (const int refused = orbcli::refuseOversizedFrames(scene, request, maxMemory))
+            return refused;
         if (frameRange.empty()) {
             firstFrame = lastFrame = frame >= 0 ? frame : scene.render.firstFrame;
-            if (frame < 0 && outputPath.find('#') != std::string::npos)
+            if (frame < 0)
                 lastFrame = scene.render.lastFrame;
         }
-        const bool progress = stdoutIsTerminal() && lastFrame > firstFrame;
+        // Nothing renders until every output has a folder that takes files and none is an input.
+        try {
+            std::vector<std::string> outputs;
+            for (int f = firstFrame; f <= lastFrame; ++f)
+                outputs.push_back(cli::framePath(outputPath, f));
+            orbcli::checkOutputsAreNotInputs(outputs, orbcli::sceneInputs(scene, scenePath));
+            orbcli::prepareOutputFolders(outputs);
+        } catch (const orbcli::RefusedPath& e) {
+            cli::printMessage(std::cerr, e.what());
+            return kExitUsage;
+        }
+        orbcli::installStopHandlers();
+        // The progress line goes to a terminal only, so that logs and pipes stay clean.
+        const bool progress = !quiet && cli::stderrIsTerminal() && lastFrame > firstFrame;
+        cli::ProgressLine progressLine(std::cerr, lastFrame - firstFrame + 1);
         long long pixels = 0;
-        int failures = 0;
+        int failures = 0, rendered = 0;
         for (int f = firstFrame; f <= lastFrame; ++f) {
+            if (skipExisting && std::filesystem::exists(cli::framePath(outputPath, f))) {
+                if (progress)
+                    progressLine.frameDone(f);
+                continue;
+            }
             request.seconds = f / scene.frameRate;
             const std::size_t logStart = host.commandLog().size();
             Image image;
             const PF_Err err = host.renderFrame(request, &image);
             printUiFailures(host, logStart);
             printImbalances(host, logStart);
-            const std::string path = framePath(outputPath, f);
+            const std::string path = cli::framePath(outputPath, f);
             if (err) {
-                std::cerr << path << ": frame " << f << ": " << commandFailure(host, err) << '\n';
+                cli::printMessage(std::cerr, path + ": frame " + std::to_string(f) + ": " + commandFailure(host, err));
                 ++failures;
                 continue;
             }
             pixels += (long long)image.width * image.height;
             try {
-                writeImage(path, image, request.bitDepth);
+                orbcli::writeImageSafely(path, image, request.bitDepth);
             } catch (const std::exception& e) {
-                std::cerr << e.what() << '\n';
-                return kExitUsage;
+                std::cerr << "orbulon-render: " << e.what() << '\n';
+                return kExitFailure;
             }
+            ++rendered;
             if (progress)
-                printProgress(f, f - firstFrame + 1, lastFrame - firstFrame + 1);
+                progressLine.frameDone(f);
         }
         if (progress)
-            std::cout << '\n';
+            progressLine.finish();
         if (uiState) {
             std::cout << "UI state after the render:\n";
             printUiState(std::cout, host);
         }
         shutDownAndReport(host);
         for (const Imbalance& live : host.liveResources())
-            if (live.what == "handle" || live.what == "world")
-                std::cerr << "warning: at unload the effect still holds " << live.count << ' ' << live.what << "(s)\n";
+            if ((live.what == "handle" || live.what == "world") && !quiet)
+                std::cerr << kMessagePrefix << "warning: at unload the effect still holds " << live.count << ' ' << live.what << "(s)\n";
+        const double wallSeconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
         if (stats)
-            printStats(std::cout, host, pixels,
-                       std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
+            printStats(std::cout, host, pixels, wallSeconds, rendered);
+        if (!statsJson.empty()) {
+            try {
+                writeStatsJson(statsJson, host, pixels, wallSeconds, rendered);
+            } catch (const std::exception& e) {
+                cli::printMessage(std::cerr, e.what());
+                return kExitFailure;
+            }
+        }
         return failures ? kExitFailure : kExitOk;
     } catch (const LoadError& e) {
-        std::cerr << e.what() << '\n';
+        cli::printMessage(std::cerr, e.what());
         return kExitFailure;
     }
 }

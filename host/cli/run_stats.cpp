@@ -1,8 +1,14 @@
 #include "run_stats.h"
 
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
 #include <cstdio>
+#include <fstream>
 #include <map>
 #include <ostream>
+#include <stdexcept>
+#include <vector>
 
 #if defined(_WIN32)
 #include <windows.h>
@@ -27,35 +33,115 @@ long long peakMemoryBytes()
 #endif
 }
 
-void printStats(std::ostream& out, const EffectHost& host, long long renderedPixels, double wallSeconds)
+namespace {
+
+// Times of one command kind or one pass, in seconds.
+struct Spread {
+    std::vector<double> seconds;
+    double total() const
+    {
+        double sum = 0;
+        for (double s : seconds)
+            sum += s;
+        return sum;
+    }
+    double median() const
+    {
+        std::vector<double> sorted = seconds;
+        std::sort(sorted.begin(), sorted.end());
+        const std::size_t n = sorted.size();
+        return n == 0 ? 0 : n % 2 ? sorted[n / 2] : (sorted[n / 2 - 1] + sorted[n / 2]) / 2;
+    }
+    double min() const { return seconds.empty() ? 0 : *std::min_element(seconds.begin(), seconds.end()); }
+    double max() const { return seconds.empty() ? 0 : *std::max_element(seconds.begin(), seconds.end()); }
+};
+
+struct Summary {
+    std::map<PF_Cmd, Spread> commands;
+    std::vector<Spread> passes;       // pass k of every frame
+    std::vector<long long> iterations;  // per pass, summed over frames
+    double pixelsPerSecond = 0;
+};
+
+Summary summarize(const EffectHost& host, long long renderedPixels, int frames)
 {
-    struct Sum { int count = 0; double seconds = 0; };
-    std::map<PF_Cmd, Sum> byCommand;
-    for (const CommandRecord& r : host.commandLog()) {
-        byCommand[r.cmd].count++;
-        byCommand[r.cmd].seconds += r.seconds;
+    Summary s;
+    for (const CommandRecord& r : host.commandLog())
+        s.commands[r.cmd].seconds.push_back(r.seconds);
+    // Every frame runs the same passes; when the count does not divide evenly, each pass stands alone.
+    const auto& passes = host.iteratePasses();
+    const std::size_t perFrame =
+        frames > 0 && passes.size() % std::size_t(frames) == 0 ? passes.size() / std::size_t(frames) : passes.size();
+    s.passes.resize(perFrame);
+    s.iterations.resize(perFrame);
+    for (std::size_t i = 0; i < passes.size() && perFrame; ++i) {
+        s.passes[i % perFrame].seconds.push_back(passes[i].seconds);
+        s.iterations[i % perFrame] += passes[i].iterations;
     }
-    char line[160];
-    out << "command                   calls   total ms\n";
-    for (const auto& [cmd, sum] : byCommand) {
-        std::snprintf(line, sizeof line, "%-24s %6d %10.3f\n", commandName(cmd), sum.count, sum.seconds * 1000);
+    const auto render = s.commands.find(PF_Cmd_SMART_RENDER);
+    const double renderSeconds = render == s.commands.end() ? 0 : render->second.total();
+    s.pixelsPerSecond = renderSeconds > 0 ? double(renderedPixels) / renderSeconds : 0;
+    return s;
+}
+
+} // namespace
+
+void printStats(std::ostream& out, const EffectHost& host, long long renderedPixels, double wallSeconds, int frames)
+{
+    const Summary s = summarize(host, renderedPixels, frames);
+    char line[200];
+    std::snprintf(line, sizeof line, "%-24s %6s %10s %10s %10s %10s\n", "command", "calls", "total ms", "median ms",
+                  "min ms", "max ms");
+    out << line;
+    for (const auto& [cmd, spread] : s.commands) {
+        std::snprintf(line, sizeof line, "%-24s %6zu %10.3f %10.3f %10.3f %10.3f\n", commandName(cmd),
+                      spread.seconds.size(), spread.total() * 1000, spread.median() * 1000, spread.min() * 1000,
+                      spread.max() * 1000);
         out << line;
     }
-    int pass = 0;
-    for (const IteratePass& p : host.iteratePasses()) {
-        std::snprintf(line, sizeof line, "iterate pass %-3d %10d iterations %10.3f ms\n", ++pass, int(p.iterations),
-                      p.seconds * 1000);
+    for (std::size_t k = 0; k < s.passes.size(); ++k) {
+        const Spread& p = s.passes[k];
+        std::snprintf(line, sizeof line, "iterate pass %-3zu %10lld iterations %6zu runs %10.3f %10.3f %10.3f %10.3f\n",
+                      k + 1, s.iterations[k], p.seconds.size(), p.total() * 1000, p.median() * 1000, p.min() * 1000,
+                      p.max() * 1000);
         out << line;
     }
-    const auto render = byCommand.find(PF_Cmd_SMART_RENDER);
-    const double renderSeconds = render == byCommand.end() ? 0 : render->second.seconds;
-    if (renderSeconds > 0) {
-        std::snprintf(line, sizeof line, "pixels per second (smart render): %.0f\n", double(renderedPixels) / renderSeconds);
+    if (s.pixelsPerSecond > 0) {
+        std::snprintf(line, sizeof line, "pixels per second (smart render): %.0f\n", s.pixelsPerSecond);
         out << line;
     }
-    std::snprintf(line, sizeof line, "wall time: %.3f s, peak memory: %.1f MiB\n", wallSeconds,
+    std::snprintf(line, sizeof line, "frames: %d, wall time: %.3f s, peak memory: %.1f MiB\n", frames, wallSeconds,
                   double(peakMemoryBytes()) / (1024.0 * 1024.0));
     out << line;
+}
+
+void writeStatsJson(const std::string& path, const EffectHost& host, long long renderedPixels, double wallSeconds,
+                    int frames)
+{
+    const Summary s = summarize(host, renderedPixels, frames);
+    const auto ms = [](const Spread& spread) {
+        return nlohmann::json{{"count", spread.seconds.size()}, {"total_ms", spread.total() * 1000},
+                              {"median_ms", spread.median() * 1000}, {"min_ms", spread.min() * 1000},
+                              {"max_ms", spread.max() * 1000}};
+    };
+    nlohmann::json doc;
+    doc["frames"] = frames;
+    doc["wall_seconds"] = wallSeconds;
+    doc["peak_memory_bytes"] = peakMemoryBytes();
+    doc["pixels_per_second"] = s.pixelsPerSecond;
+    doc["commands"] = nlohmann::json::object();
+    for (const auto& [cmd, spread] : s.commands)
+        doc["commands"][commandName(cmd)] = ms(spread);
+    doc["iterate_passes"] = nlohmann::json::array();
+    for (std::size_t k = 0; k < s.passes.size(); ++k) {
+        nlohmann::json pass = ms(s.passes[k]);
+        pass["iterations"] = s.iterations[k];
+        doc["iterate_passes"].push_back(pass);
+    }
+    std::ofstream file(path, std::ios::binary);
+    file << doc.dump(2) << '\n';
+    if (!file)
+        throw std::runtime_error(path + ": cannot write the statistics");
 }
 
 } // namespace orbhost

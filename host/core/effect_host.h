@@ -7,6 +7,7 @@
 #include "host/core/fault_plan.h"
 #include "host/core/host_codes.h"
 #include "host/core/iterate_pool.h"
+#include "host/core/layer_source.h"
 #include "host/core/param_definition.h"
 #include "host/scene/image.h"
 
@@ -32,10 +33,11 @@ struct HostConfig {
 
 // The composition: the model the AEGP suites serve (settings, names, times, transforms,
 // cameras, lights) and, parallel to its layers, their pixels at full resolution (null for
-// cameras, lights and nulls). setComposition() rejects lists of different lengths.
+// cameras and lights; solids and nulls made only when checked out). setComposition() rejects
+// lists of different lengths.
 struct Composition {
     CompositionModel model;
-    std::vector<std::shared_ptr<const Image>> pixels;
+    std::vector<LayerPixels> pixels;
     int effectLayer = 0;                  // index of the layer the effect is applied to
 };
 

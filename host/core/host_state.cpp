@@ -52,23 +52,23 @@ const LayerModel* HostState::modelLayer(int index) const
     return &composition.model.layers[std::size_t(index)];
 }
 
-const Image* HostState::layerImage(int index) const
+const LayerPixels* HostState::layerPixelsOf(int index) const
 {
-    if (index < 0 || index >= int(composition.pixels.size()))
+    if (index < 0 || index >= int(composition.pixels.size()) || !composition.pixels[std::size_t(index)])
         return nullptr;
-    return composition.pixels[std::size_t(index)].get();
+    return &composition.pixels[std::size_t(index)];
 }
 
 int HostState::layerWidth() const
 {
-    const Image* image = layerImage(composition.effectLayer);
-    return image ? image->width : composition.model.width;
+    const LayerPixels* pixels = layerPixelsOf(composition.effectLayer);
+    return pixels ? pixels->width() : composition.model.width;
 }
 
 int HostState::layerHeight() const
 {
-    const Image* image = layerImage(composition.effectLayer);
-    return image ? image->height : composition.model.height;
+    const LayerPixels* pixels = layerPixelsOf(composition.effectLayer);
+    return pixels ? pixels->height() : composition.model.height;
 }
 
 PF_LRect HostState::layerBufferRect() const
@@ -92,6 +92,7 @@ PF_Err HostState::checkOutLayerWorld(int layerIndex, PF_EffectWorld* world)
                                            pixelFormatForDepth(frame.bitDepth),
                                            frame.downsampleX, frame.downsampleY, false, world))
         return err;
+    accounting.count("layer pixels made: layer " + std::to_string(layerIndex));
     world->reserved0 = aegp.layer(layerIndex);
     world->pix_aspect_ratio = pixelAspectRatio(layer->pixelAspect);
     return PF_Err_NONE;

@@ -98,7 +98,7 @@ struct HostState {
     int layerHeight() const;
     // The effect layer's buffer at the current frame's downsample factors, origin (0, 0).
     PF_LRect layerBufferRect() const;
-    const Image* layerImage(int index) const;   // null when out of range or without pixels
+    const LayerPixels* layerPixelsOf(int index) const;   // null when out of range or without pixels
     // The composition layer a layer parameter names at that time (parameter 0: the effect's own).
     int layerOfParam(int index, double seconds) const;
     PF_ParamDef paramRecordAt(int index, double seconds) const;   // without layer pixels

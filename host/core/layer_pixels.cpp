@@ -15,14 +15,17 @@ struct Rgba {
     float r = 0, g = 0, b = 0, a = 0;
 };
 
-// Straight colour averaged over the source pixels a downsampled pixel covers.
-Rgba reducedPixel(const Image& image, int x, int y, int fx, int fy)
+// Straight colour averaged over the source pixels a downsampled pixel covers. `at(sx, sy)`
+// gives a source pixel's r, g, b, a: an image's, or a solid's one colour (the same sums in the
+// same order, so a solid's world matches the one its full-size image would give).
+template <class PixelAt>
+Rgba reducedPixel(int width, int height, const PixelAt& at, int x, int y, int fx, int fy)
 {
     float r = 0, g = 0, b = 0, a = 0;
     int n = 0;
-    for (int sy = y * fy; sy < std::min(image.height, (y + 1) * fy); ++sy) {
-        for (int sx = x * fx; sx < std::min(image.width, (x + 1) * fx); ++sx) {
-            const float* p = &image.rgba[(std::size_t(sy) * image.width + sx) * 4];
+    for (int sy = y * fy; sy < std::min(height, (y + 1) * fy); ++sy) {
+        for (int sx = x * fx; sx < std::min(width, (x + 1) * fx); ++sx) {
+            const float* p = at(sx, sy);
             r += p[0] * p[3];
             g += p[1] * p[3];
             b += p[2] * p[3];
@@ -50,15 +53,28 @@ Pixel storedPixel(const Rgba& c)
     }
 }
 
-template <class Pixel>
-void storeReduced(const Image& image, int fx, int fy, PF_EffectWorld& world)
+template <class Pixel, class PixelAt>
+void storeReduced(int width, int height, const PixelAt& at, int fx, int fy, PF_EffectWorld& world)
 {
     auto* base = reinterpret_cast<unsigned char*>(world.data);
     for (int y = 0; y < world.height; ++y) {
         auto* row = reinterpret_cast<Pixel*>(base + std::size_t(y) * world.rowbytes);
         for (int x = 0; x < world.width; ++x)
-            row[x] = storedPixel<Pixel>(reducedPixel(image, x, y, fx, fy));
+            row[x] = storedPixel<Pixel>(reducedPixel(width, height, at, x, y, fx, fy));
     }
+}
+
+template <class Pixel>
+void storeLayer(const LayerPixels& pixels, int fx, int fy, PF_EffectWorld& world)
+{
+    if (const std::array<float, 4>* color = pixels.solidColor()) {
+        const float* c = color->data();
+        storeReduced<Pixel>(pixels.width(), pixels.height(), [c](int, int) { return c; }, fx, fy, world);
+        return;
+    }
+    const std::shared_ptr<const Image> image = pixels.image();
+    const auto at = [&image](int sx, int sy) { return &image->rgba[(std::size_t(sy) * image->width + sx) * 4]; };
+    storeReduced<Pixel>(image->width, image->height, at, fx, fy, world);
 }
 
 template <class Pixel>
@@ -90,28 +106,27 @@ PF_RationalScale pixelAspectRatio(double aspect)
 
 bool LayerPixelCache::Key::operator<(const Key& o) const
 {
-    return std::tie(image, format, fx, fy) < std::tie(o.image, o.format, o.fx, o.fy);
+    return std::tie(layer, format, fx, fy) < std::tie(o.layer, o.format, o.fx, o.fy);
 }
 
-PF_Err LayerPixelCache::makeWorld(WorldRegistry& registry, const std::shared_ptr<const Image>& image,
-                                  PF_PixelFormat format, int downsampleX, int downsampleY,
-                                  bool writeable, PF_EffectWorld* world)
+PF_Err LayerPixelCache::makeWorld(WorldRegistry& registry, const LayerPixels& pixels, PF_PixelFormat format,
+                                  int downsampleX, int downsampleY, bool writeable, PF_EffectWorld* world)
 {
     const int fx = std::max(1, downsampleX), fy = std::max(1, downsampleY);
-    const int width = downsampledSize(image->width, fx), height = downsampledSize(image->height, fy);
+    const int width = downsampledSize(pixels.width(), fx), height = downsampledSize(pixels.height(), fy);
     if (PF_Err err = registry.create(width, height, format, true, writeable, world))
         return err;
     const std::size_t rowBytes = std::size_t(width) * std::size_t(bytesPerPixel(format));
     auto* rows = reinterpret_cast<unsigned char*>(world->data);
     std::lock_guard lock(mutex_);
-    Key key{image, format, fx, fy};
+    Key key{pixels.identity(), format, fx, fy};
     if (auto cached = packedRows_.find(key); cached != packedRows_.end()) {
         for (int y = 0; y < height; ++y)
             std::memcpy(rows + std::size_t(y) * world->rowbytes, &cached->second[rowBytes * std::size_t(y)],
                         rowBytes);
         return PF_Err_NONE;
     }
-    withPixelType(format, [&](auto pixel) { storeReduced<decltype(pixel)>(*image, fx, fy, *world); });
+    withPixelType(format, [&](auto pixel) { storeLayer<decltype(pixel)>(pixels, fx, fy, *world); });
     try {
         std::vector<unsigned char> packed(rowBytes * std::size_t(height));
         for (int y = 0; y < height; ++y)
@@ -121,6 +136,15 @@ PF_Err LayerPixelCache::makeWorld(WorldRegistry& registry, const std::shared_ptr
         // No room to keep a copy: the next checkout converts again.
     }
     return PF_Err_NONE;
+}
+
+std::size_t LayerPixelCache::cachedBytes() const
+{
+    std::lock_guard lock(mutex_);
+    std::size_t bytes = 0;
+    for (const auto& entry : packedRows_)
+        bytes += entry.second.size();
+    return bytes;
 }
 
 void LayerPixelCache::clear()

@@ -2,7 +2,9 @@
 
 #include "host/core/host_errors.h"
 
+#include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <memory>
 
 namespace orbhost {
@@ -23,9 +25,53 @@ std::string numberText(double v)
     return buf;
 }
 
+// What a layer parameter can refer to: each layer's display name and, for cameras and lights
+// (which have no pixels to check out), what it is.
+struct LayerName {
+    std::string name;
+    const char* noPixels = nullptr;  // "a camera", "a light"; null for layers with pixels
+};
+
+// Levenshtein distance, ignoring case.
+std::size_t editDistance(const std::string& a, const std::string& b)
+{
+    const auto lower = [](char c) { return (c >= 'A' && c <= 'Z') ? char(c - 'A' + 'a') : c; };
+    std::vector<std::size_t> row(b.size() + 1);
+    for (std::size_t j = 0; j <= b.size(); ++j)
+        row[j] = j;
+    for (std::size_t i = 1; i <= a.size(); ++i) {
+        std::size_t diagonal = row[0];
+        row[0] = i;
+        for (std::size_t j = 1; j <= b.size(); ++j) {
+            const std::size_t above = row[j];
+            row[j] = std::min({row[j] + 1, row[j - 1] + 1, diagonal + (lower(a[i - 1]) == lower(b[j - 1]) ? 0 : 1)});
+            diagonal = above;
+        }
+    }
+    return row[b.size()];
+}
+
+// " (did you mean \"Radius\"?)" for the registered name closest to `name`, or "" when none is
+// close enough to be a likely slip (at most half the name's length away).
+std::string closestName(const std::string& name, const std::vector<ParamDefinition>& params)
+{
+    const ParamDefinition* best = nullptr;
+    std::size_t bestDistance = 0;
+    for (const ParamDefinition& param : params) {
+        if (param.name.empty())
+            continue;
+        const std::size_t d = editDistance(name, param.name);
+        if (best == nullptr || d < bestDistance)
+            best = &param, bestDistance = d;
+    }
+    if (best == nullptr || bestDistance > std::max<std::size_t>(2, name.size() / 2))
+        return {};
+    return " (did you mean \"" + best->name + "\"?)";
+}
+
 // Converts one key value; returns an empty string or the problem.
 // `layerNames` are the layers' display names, top to bottom.
-std::string convert(const ParamDefinition& param, const json& value, const std::vector<std::string>& layerNames,
+std::string convert(const ParamDefinition& param, const json& value, const std::vector<LayerName>& layerNames,
                     ParamValue* out)
 {
     const PF_ParamType type = param.def.param_type;
@@ -82,7 +128,8 @@ std::string convert(const ParamDefinition& param, const json& value, const std::
                 return std::string("\"") + param.name + "\" needs numbers in its color, not " + describe(value[i]);
             const double c = value[i].get<double>();
             if (c < 0 || c > 1)
-                return "color component " + numberText(c) + " of \"" + param.name + "\" is outside 0 to 1";
+                return "component " + std::to_string(i + 1) + " of the colour is " + (c < 0 ? "below 0" : "above 1") +
+                       " (" + numberText(c) + " in \"" + param.name + "\"); colour components are between 0 and 1";
             out->color[i] = float(c);
         }
         if (value.size() == 3)
@@ -102,7 +149,10 @@ std::string convert(const ParamDefinition& param, const json& value, const std::
         }
         if (value.is_string()) {
             for (std::size_t i = 0; i < layerNames.size(); ++i)
-                if (layerNames[i] == value.get<std::string>()) {
+                if (layerNames[i].name == value.get<std::string>()) {
+                    if (layerNames[i].noPixels != nullptr)
+                        return "\"" + param.name + "\" needs a layer with pixels; \"" + layerNames[i].name + "\" is " +
+                               layerNames[i].noPixels;
                     out->layer = int(i);
                     return {};
                 }
@@ -127,8 +177,16 @@ Composition compositionFromScene(const Scene& scene)
     comp.model = compositionModel(scene);
     for (std::size_t i = 0; i < scene.layers.size(); ++i) {
         const Layer& layer = scene.layers[i];
-        // Cameras and lights have no pixels.
-        comp.pixels.push_back(layer.image.width > 0 ? std::make_shared<const Image>(layer.image) : nullptr);
+        // Cameras and lights have no pixels; solids and nulls (transparent) are made from their
+        // colour only when the effect checks them out, unless a caller gave them an image.
+        if (layer.image.width > 0)
+            comp.pixels.push_back(std::make_shared<const Image>(layer.image));
+        else if (layer.kind == LayerKind::Solid)
+            comp.pixels.push_back(LayerPixels::solid(layer.width, layer.height, layer.color));
+        else if (layer.kind == LayerKind::Null)
+            comp.pixels.push_back(LayerPixels::solid(layer.width, layer.height, {0, 0, 0, 0}));
+        else
+            comp.pixels.push_back(nullptr);
         if (layer.displayName() == scene.effectLayer)
             comp.effectLayer = int(i);
     }
@@ -141,15 +199,17 @@ void bindScene(EffectHost& host, const Scene& scene)
     std::vector<std::pair<int, std::shared_ptr<ParamTrack>>> bound;
     // Layer parameters name layers by what the user sees; renames by the effect come later and
     // do not change what a track refers to.
-    auto names = std::make_shared<std::vector<std::string>>();
+    auto names = std::make_shared<std::vector<LayerName>>();
     for (const Layer& layer : scene.layers)
-        names->push_back(layer.displayName());
-    const std::vector<std::string>& layerNames = *names;
+        names->push_back({layer.displayName(), layer.kind == LayerKind::Camera  ? "a camera"
+                                               : layer.kind == LayerKind::Light ? "a light"
+                                                                                : nullptr});
+    const std::vector<LayerName>& layerNames = *names;
     for (const ParamTrack& track : scene.params) {
         const std::string where = scene.file + ": " + track.jsonPath + ": ";
         const int index = host.paramIndex(track.name);
         if (index < 0) {
-            problems.push_back(where + "unknown parameter \"" + track.name + "\"");
+            problems.push_back(where + "unknown parameter \"" + track.name + "\"" + closestName(track.name, host.params()));
             continue;
         }
         const ParamDefinition& param = host.params()[std::size_t(index)];

@@ -36,14 +36,14 @@ PF_Err checkoutLayer(PF_ProgPtr ref, PF_ParamIndex index, A_long id, const PF_Re
     const double seconds = host->toSeconds(time, timeScale);
     const int layer = host->layerOfParam(index, seconds);
     std::memset(result, 0, sizeof *result);
-    if (const Image* image = host->layerImage(layer)) {
-        const int w = downsampledSize(image->width, host->frame.downsampleX);
-        const int h = downsampledSize(image->height, host->frame.downsampleY);
+    if (const LayerPixels* pixels = host->layerPixelsOf(layer)) {
+        const int w = downsampledSize(pixels->width(), host->frame.downsampleX);
+        const int h = downsampledSize(pixels->height(), host->frame.downsampleY);
         result->max_result_rect = {0, 0, w, h};
         result->result_rect = intersect(request->rect, result->max_result_rect);
         result->par = pixelAspectRatio(host->modelLayer(layer)->pixelAspect);
-        result->ref_width = image->width;
-        result->ref_height = image->height;
+        result->ref_width = pixels->width();
+        result->ref_height = pixels->height();
     }
     LayerCheckout checkout;
     checkout.layer = layer;

@@ -12,6 +12,7 @@
 
 #ifdef ORBULON_WITH_OIIO
 #include <OpenImageIO/imagebuf.h>
+#include <OpenImageIO/filesystem.h>
 #include <OpenImageIO/imageio.h>
 #endif
 
@@ -52,6 +53,27 @@ void checkWritable(const std::string& path, const Image& image, int bitDepth)
 }
 
 #ifdef ORBULON_WITH_OIIO
+
+// Writes the bytes as the whole file; a short write, a failed flush or close (a full disk, a
+// quota) throws with the system's reason.
+void writeFileBytes(const std::string& path, const unsigned char* bytes, size_t size)
+{
+    errno = 0;
+    std::FILE* file = std::fopen(path.c_str(), "wb");
+    if (!file) {
+        throw ImageError(path, std::string("cannot create the file: ") + std::strerror(errno ? errno : EIO));
+    }
+    errno = 0;
+    const bool written = std::fwrite(bytes, 1, size, file) == size && std::fflush(file) == 0;
+    const int writeErrno = errno;
+    errno = 0;
+    const bool closed = std::fclose(file) == 0;
+    const int closeErrno = errno;
+    if (!written || !closed) {
+        const int cause = !written ? writeErrno : closeErrno;
+        throw ImageError(path, std::string("cannot write the file: ") + std::strerror(cause ? cause : EIO));
+    }
+}
 
 // OpenImageIO hands back colour premultiplied unless asked not to; asking lets files that store
 // straight colour (PNG, most TIFF) keep the colour of partly transparent pixels exactly.
@@ -142,8 +164,16 @@ void writeWithOiio(const std::string& path, const Image& image, int bitDepth, co
     if (!output) {
         throw ImageError(path, "cannot write this kind of file: " + OIIO::geterror());
     }
+    // Some of OpenImageIO's writers (PNG among them) do not report a failed write to the disk,
+    // so the file is encoded in memory and written here, where every step is checked.
+    std::vector<unsigned char> encoded;
+    OIIO::Filesystem::IOVecOutput memory(encoded);
+    const bool inMemory = output->supports("ioproxy") && output->set_ioproxy(&memory);
     if (!output->open(path, imageFormat) || !output->write_image(OIIO::TypeDesc::FLOAT, pixels) || !output->close()) {
         throw ImageError(path, "cannot write the image: " + output->geterror());
+    }
+    if (inMemory) {
+        writeFileBytes(path, encoded.data(), encoded.size());
     }
 }
 

@@ -152,7 +152,13 @@ void writePam(const std::string& path, const Image& image, int bitDepth)
     }
     file.write(out.data(), std::streamsize(out.size()));
     if (!file.flush()) {
-        throw ImageError(path, std::string("cannot write the file: ") + std::strerror(errno));
+        throw ImageError(path, std::string("cannot write the file: ") + std::strerror(errno ? errno : EIO));
+    }
+    // Closing can be where a delayed write fails (network file systems, quotas).
+    errno = 0;
+    file.close();
+    if (!file) {
+        throw ImageError(path, std::string("cannot write the file: ") + std::strerror(errno ? errno : EIO));
     }
 }
 

@@ -32,8 +32,8 @@ struct SceneError : std::runtime_error {
 struct Layer : LayerModel {
     std::string jsonPath;        // e.g. /layers/1
     std::string file;            // image layers: the path resolved against the scene file's folder
-    Image image;                 // image layers: the loaded pixels; solids: width x height filled with
-                                 // colour; nulls: transparent; cameras and lights: empty
+    Image image;                 // image layers: the loaded pixels; empty for the others (the host
+                                 // makes a solid's or null's pixels from its size and colour)
     std::array<float, 4> color{0, 0, 0, 0};  // solids: r, g, b, a in 0..1
 };
 

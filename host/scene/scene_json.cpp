@@ -198,7 +198,8 @@ std::array<float, 4> readColor(const nlohmann::json& value, const JsonPlace& pla
         const JsonPlace at = child(place, i);
         const double c = readNumber(value[i], at);
         if (c < 0 || c > 1) {
-            fail(at, "colour values must be between 0 and 1, got " + numberText(c));
+            fail(at, "component " + std::to_string(i + 1) + " of the colour is " + (c < 0 ? "below 0" : "above 1") +
+                         " (" + numberText(c) + "); colour components are between 0 and 1");
         }
         color[i] = static_cast<float>(c);
     }

@@ -176,13 +176,10 @@ void loadLayerPixels(Layer& layer, const std::string& file, const std::string& b
     const JsonPlace place{file, layer.jsonPath};
     try {
         switch (layer.kind) {
+        // Solids and nulls are a size and a colour: the host makes their pixels when the effect
+        // checks them out, at the size the render needs.
         case LayerKind::Solid:
-            layer.image = solidImage(layer.width, layer.height, layer.color[0], layer.color[1], layer.color[2],
-                                     layer.color[3]);
-            return;
         case LayerKind::Null:
-            layer.image = solidImage(layer.width, layer.height, 0, 0, 0, 0);
-            return;
         case LayerKind::Camera:
         case LayerKind::Light: return;
         case LayerKind::Image: break;

@@ -35,8 +35,8 @@ TEST_P(BrokenSceneTest, ExitsTwoWritesNothingAndNamesThePlace)
     SCOPED_TRACE(run.transcript());
     EXPECT_EQ(run.exitCode, 2);
     EXPECT_FALSE(std::filesystem::exists(output));
-    // One line: "FILE: PLACE: problem".
-    EXPECT_EQ(run.err.rfind(folder.file("scene.json") + ": ", 0), 0u);
+    // One line: "orbulon-render: FILE: PLACE: problem".
+    EXPECT_EQ(run.err.rfind("orbulon-render: " + folder.file("scene.json") + ": ", 0), 0u);
     EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1);
     if (*c.place) {
         EXPECT_NE(run.err.find(std::string(": ") + c.place + ": "), std::string::npos);
@@ -109,7 +109,7 @@ INSTANTIATE_TEST_SUITE_P(
     Cli, BadArgumentsTest,
     ::testing::Values(BadArguments{"bit_depth_12", {"--bit-depth", "12"}, "out.png", "--bit-depth"},
                       BadArguments{"frames_backwards", {"--frames", "5:2"}, "out_####.png", "--frames 5:2"},
-                      BadArguments{"frames_without_pattern", {"--frames", "0:2"}, "out.png", "####"},
+                      BadArguments{"frames_without_pattern", {"--frames", "0:2"}, "out.png", "numbered output name"},
                       BadArguments{"unknown_fault_kind", {"--fail", "nonsense:1"}, "out.png", "nonsense:1"},
                       BadArguments{"downsample_too_large", {"--downsample", "17"}, "out.png", "--downsample 17"},
                       BadArguments{"downsample_with_junk", {"--downsample", "2x"}, "out.png", "--downsample 2x"},

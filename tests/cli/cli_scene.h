@@ -11,7 +11,8 @@
 
 namespace orbhost::testing {
 
-// scenes/basic.json with its texture named by absolute path.
+// scenes/basic.json with its texture named by absolute path, as a still (render.frames [0, 0])
+// so that a plain -o FILE.png renders it; sequences ask for their frames with --frames.
 inline std::string basicSceneText()
 {
     std::ostringstream text;
@@ -19,6 +20,9 @@ inline std::string basicSceneText()
     std::string scene = text.str();
     const std::string texture = "\"textures/grid.pam\"";
     scene.replace(scene.find(texture), texture.size(), "\"" ORBULON_SOURCE_DIR "/scenes/textures/grid.pam\"");
+    const std::string frames = "\"frames\": [0, 49]";
+    if (const auto at = scene.find(frames); at != std::string::npos)
+        scene.replace(at, frames.size(), "\"frames\": [0, 0]");
     return scene;
 }
 

@@ -181,7 +181,7 @@ TEST(CliUiFailures, AFailingUpdateIsReportedAndNoLaterControlIsGreyed)
     const UiRun run = renderWithUiState(R"("Control Layer": "Rig \"A\"")", {"--fail", "param_ui:10"});
     SCOPED_TRACE(run.program.transcript());
     EXPECT_EQ(run.program.exitCode, 0) << "the render itself goes on";
-    EXPECT_NE(run.program.err.find("warning: UPDATE_PARAMS_UI failed with error 4"), std::string::npos);
+    EXPECT_NE(run.program.err.find("orbulon-render: warning: UPDATE_PARAMS_UI failed: out of memory (4)"), std::string::npos);
     EXPECT_EQ(run.program.err.find("unbalanced"), std::string::npos);
     EXPECT_EQ(run.ui.greyed(), (std::set<int>{22, 23}));
     EXPECT_EQ(run.ui.expressions.at(49), printedExpression("Rig \"A\""));
@@ -193,7 +193,7 @@ TEST(CliUiFailures, WithoutTheParamUtilsSuiteEveryUpdateFailsWith516AndNothingIs
                                       {"--fail-suite", "PF Param Utils Suite", "--host-version", "13.1"});
     SCOPED_TRACE(run.program.transcript());
     EXPECT_EQ(run.program.exitCode, 0);
-    EXPECT_NE(run.program.err.find("warning: UPDATE_PARAMS_UI failed with error 516"), std::string::npos);
+    EXPECT_NE(run.program.err.find("orbulon-render: warning: UPDATE_PARAMS_UI failed: bad callback parameter (516)"), std::string::npos);
     EXPECT_EQ(run.program.err.find("unbalanced"), std::string::npos);
     EXPECT_EQ(run.program.err.find("still holds"), std::string::npos);
     EXPECT_EQ(run.ui.greyed(), (std::set<int>{22, 23})) << "only what parameter set-up greyed";

@@ -36,7 +36,7 @@ TEST(SceneBinding, ReportsEveryMistakeWithFileAndPath)
         {R"("Mode": 4)", "/effect/params/Mode: choice 4 of \"Mode\" is outside 1 to 3"},
         {R"("Mode": "Four")", "\"Four\" is not a choice of \"Mode\" (\"One\", \"Two\", \"Three\")"},
         {R"("Enable": "yes")", "\"Enable\" is a checkbox and needs true or false"},
-        {R"("Tint": [1, 2, 0])", "color component 2 of \"Tint\" is outside 0 to 1"},
+        {R"("Tint": [1, 2, 0])", "component 2 of the colour is above 1 (2 in \"Tint\")"},
         {R"("Center": [1])", "\"Center\" is a point and needs [x, y]"},
         {R"("Layer": "Nowhere")", "\"Nowhere\" (for \"Layer\") names no layer of the scene"},
         {R"("Group": 1)", "\"Group\" is a group start and takes no value"},

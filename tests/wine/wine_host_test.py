@@ -106,9 +106,9 @@ class WindowsHost(unittest.TestCase):
         self.assertNotIn("unbalanced", r.stderr)
 
     def test_injected_failures_reach_the_result(self):
-        cases = [(("--fail-suite", "AEGP Utility Suite"), "GLOBAL_SETUP failed with error 516"),
-                 (("--fail", "add_param:7"), "PARAMS_SETUP failed with error 4"),
-                 (("--fail", "handle:1"), "GLOBAL_SETUP failed with error 4")]
+        cases = [(("--fail-suite", "AEGP Utility Suite"), "GLOBAL_SETUP failed: bad callback parameter (516)"),
+                 (("--fail", "add_param:7"), "PARAMS_SETUP failed: out of memory (4)"),
+                 (("--fail", "handle:1"), "GLOBAL_SETUP failed: out of memory (4)")]
         for args, message in cases:
             with self.subTest(args=args):
                 r = wine(*args, "--describe", check=False)
@@ -128,21 +128,22 @@ class WindowsHost(unittest.TestCase):
         # writes.
         here = pathlib.Path(__file__).parent / "scenes"
         scenes = ARGS.source_dir / "scenes"
-        cases = [(scenes / "wine_check.json", ("8", "16", "32")),
-                 # A composition with a null, lights and parents, served through the AEGP suites.
-                 (scenes / "ellipsoid_control.json", ("8",)),
+        cases = [(scenes / "wine_check.json", ("8", "16", "32"), ()),
+                 # A composition with a null, lights and parents, served through the AEGP suites;
+                 # the first frame of its range.
+                 (scenes / "ellipsoid_control.json", ("8",), ("--frame", "0")),
                  # Texture, every light type, self shadow, transmission, reflection and fog.
-                 (here / "lit_reflective.json", ("8", "16", "32")),
+                 (here / "lit_reflective.json", ("8", "16", "32"), ()),
                  # The buffered and gather passes.
-                 (here / "depth_of_field.json", ("8", "16", "32"))]
+                 (here / "depth_of_field.json", ("8", "16", "32"), ())]
         with tempfile.TemporaryDirectory() as tmp:
-            for scene, depths in cases:
+            for scene, depths, frame in cases:
                 for depth in depths:
                     with self.subTest(scene=scene.name, depth=depth):
                         win_out, lin_out = f"{tmp}/win{depth}.pam", f"{tmp}/lin{depth}.pam"
-                        r = wine(str(scene), "-o", win_out, "--bit-depth", depth)
+                        r = wine(str(scene), "-o", win_out, "--bit-depth", depth, *frame)
                         self.assertNotIn("unbalanced", r.stderr)
-                        linux(str(scene), "-o", lin_out, "--bit-depth", depth)
+                        linux(str(scene), "-o", lin_out, "--bit-depth", depth, *frame)
                         w1, h1, d1, m1, a = read_pam(win_out)
                         w2, h2, d2, m2, b = read_pam(lin_out)
                         self.assertEqual((w1, h1, d1, m1), (w2, h2, d2, m2))
@@ -153,8 +154,8 @@ class WindowsHost(unittest.TestCase):
     def test_same_composition_as_the_linux_build(self):
         scene = str(ARGS.source_dir / "scenes" / "ellipsoid_control.json")
         with tempfile.TemporaryDirectory() as tmp:
-            win = wine(scene, "-o", f"{tmp}/w.pam", "--ui-state").stdout.replace("\r\n", "\n")
-            lin = linux(scene, "-o", f"{tmp}/l.pam", "--ui-state").stdout
+            win = wine(scene, "-o", f"{tmp}/w.pam", "--frame", "0", "--ui-state").stdout.replace("\r\n", "\n")
+            lin = linux(scene, "-o", f"{tmp}/l.pam", "--frame", "0", "--ui-state").stdout
         self.assertIn('"Control"', win)
         self.assertEqual(win, lin)
 

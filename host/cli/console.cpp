@@ -1,0 +1,75 @@
+#include "console.h"
+
+#include <cstdio>
+#include <ostream>
+
+#if defined(_WIN32)
+#include <io.h>
+#else
+#include <unistd.h>
+#endif
+
+namespace orbhost::cli {
+
+void printMessage(std::ostream& out, const std::string& text)
+{
+    std::size_t from = 0;
+    while (from < text.size()) {
+        auto end = text.find('\n', from);
+        if (end == std::string::npos)
+            end = text.size();
+        out << kMessagePrefix << text.substr(from, end - from) << '\n';
+        from = end + 1;
+    }
+    out << std::flush;
+}
+
+std::string errorText(PF_Err err)
+{
+    const char* name = nullptr;
+    switch (err) {
+    case PF_Err_NONE: name = "no error"; break;
+    case PF_Err_OUT_OF_MEMORY: name = "out of memory"; break;
+    case PF_Err_INTERNAL_STRUCT_DAMAGED: name = "internal structure damaged"; break;
+    case PF_Err_INVALID_INDEX: name = "invalid index"; break;
+    case PF_Err_UNRECOGNIZED_PARAM_TYPE: name = "unrecognized parameter type"; break;
+    case PF_Err_INVALID_CALLBACK: name = "invalid callback"; break;
+    case PF_Err_BAD_CALLBACK_PARAM: name = "bad callback parameter"; break;
+    case PF_Interrupt_CANCEL: name = "interrupted"; break;
+    case PF_Err_CANNOT_PARSE_KEYFRAME_TEXT: name = "cannot parse keyframe text"; break;
+    default: break;
+    }
+    return name ? std::string(name) + " (" + std::to_string(err) + ")" : "error " + std::to_string(err);
+}
+
+bool stderrIsTerminal()
+{
+#if defined(_WIN32)
+    return _isatty(_fileno(stderr)) != 0;
+#else
+    return isatty(fileno(stderr)) != 0;
+#endif
+}
+
+ProgressLine::ProgressLine(std::ostream& out, int total)
+    : out_(out), total_(total > 0 ? total : 1), start_(std::chrono::steady_clock::now())
+{
+}
+
+void ProgressLine::frameDone(int frame)
+{
+    ++done_;
+    constexpr int width = 30;
+    const int filled = done_ * width / total_;
+    const double elapsed = std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count();
+    const double perFrame = elapsed / done_;
+    char timing[96];
+    std::snprintf(timing, sizeof timing, "  %.2f s/frame, %.0f s left", perFrame, perFrame * (total_ - done_));
+    out_ << "\rframe " << frame << " [" << std::string(std::size_t(filled), '#')
+         << std::string(std::size_t(width - filled), '.') << "] " << done_ << '/' << total_ << timing << "   "
+         << std::flush;
+}
+
+void ProgressLine::finish() { out_ << '\n' << std::flush; }
+
+} // namespace orbhost::cli

@@ -1,0 +1,27 @@
+// Writing output images safely: each file is written under a temporary name in its own folder
+// and renamed into place only once it is complete, so that a reader, or a later run, never sees
+// a half-written image under the final name, whatever stops the program.
+#pragma once
+
+#include "host/scene/image.h"
+
+#include <string>
+
+namespace orbcli {
+
+// Exit codes when SIGINT or SIGTERM stops the program: 128 plus the signal number.
+inline constexpr int kExitInterrupted = 130, kExitTerminated = 143;
+
+// From here on SIGINT and SIGTERM remove the temporary file being written, if any, print
+// which file was left unwritten and end the program with kExitInterrupted or kExitTerminated.
+void installStopHandlers();
+
+// The temporary name writeImageSafely uses for path: a hidden file in the same folder, with
+// the same extension (the format follows it).
+std::string temporaryPathFor(const std::string& path);
+
+// Writes the image to a temporary file beside path, then renames it to path. On any failure
+// the temporary file is removed and an ImageError names path and the cause.
+void writeImageSafely(const std::string& path, const orbhost::Image& image, int bitDepth);
+
+}  // namespace orbcli
