@@ -18,7 +18,9 @@ void printMessage(std::ostream& out, const std::string& text)
         auto end = text.find('\n', from);
         if (end == std::string::npos)
             end = text.size();
-        out << kMessagePrefix << text.substr(from, end - from) << '\n';
+        // A line that already names the program (built by a helper for its own use) keeps one prefix.
+        const std::string line = text.substr(from, end - from);
+        out << (line.rfind(kMessagePrefix, 0) == 0 ? "" : kMessagePrefix) << line << '\n';
         from = end + 1;
     }
     out << std::flush;

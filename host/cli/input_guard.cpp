@@ -16,7 +16,7 @@ namespace fs = std::filesystem;
 
 [[noreturn]] void refuse(const std::string& path, const std::string& problem)
 {
-    throw RefusedPath("orbulon-render: " + path + ": " + problem);
+    throw RefusedPath(path + ": " + problem);
 }
 
 // The same file as any of the inputs: equivalent() for files that exist, and the normalised
