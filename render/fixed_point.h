@@ -14,10 +14,16 @@ inline constexpr PF_Fixed kMaxSampleRadius = 0x800000;
 // v·65536 rounded half away from zero. A value outside the 32-bit range (or NaN) gives
 // INT32_MIN, the value x86's own conversion gives, so that both builds agree without
 // relying on undefined behaviour.
-inline PF_Fixed toFixed(double v)
+// v·65536 rounded half away from zero, still as a double.
+inline double roundedFixed(double v)
 {
     const double scaled = v * kFixedOne;
-    const double rounded = std::trunc(scaled < 0.0 ? scaled - 0.5 : scaled + 0.5);
+    return std::trunc(scaled < 0.0 ? scaled - 0.5 : scaled + 0.5);
+}
+
+inline PF_Fixed toFixed(double v)
+{
+    const double rounded = roundedFixed(v);
     if (!(rounded >= -2147483648.0 && rounded <= 2147483647.0))
         return INT32_MIN;
     return static_cast<PF_Fixed>(rounded);
@@ -26,8 +32,7 @@ inline PF_Fixed toFixed(double v)
 // A radius in pixels as 16.16, rounded half away from zero and clamped to the host's range.
 inline PF_Fixed toFixedRadius(double pixels)
 {
-    const double scaled = pixels * kFixedOne;
-    const double rounded = std::trunc(scaled < 0.0 ? scaled - 0.5 : scaled + 0.5);
+    const double rounded = roundedFixed(pixels);
     if (rounded >= kMaxSampleRadius + 1.0)
         return kMaxSampleRadius;
     if (!(rounded >= kMinSampleRadius))

@@ -5,7 +5,7 @@
 #include "input_guard.h"
 #include "memory_check.h"
 #include "output_file.h"
-#include "frame_spec.h"
+#include "frame_range.h"
 #include "run_stats.h"
 #include "scene_input.h"
 

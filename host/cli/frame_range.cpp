@@ -1,4 +1,4 @@
-#include "frame_spec.h"
+#include "frame_range.h"
 
 #include <cstdio>
 
