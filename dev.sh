@@ -6,6 +6,12 @@
 #   ./dev.sh gallery                   install what is missing, build, render the example scenes into docs/gallery/
 #   ./dev.sh build                     build both targets only
 #   ./dev.sh deps                      install the Debian packages the build and tests need
+#   ./dev.sh bench [--runs N] [--json FILE]
+#                                      build, time the benchmark scenes (scenes/bench/) with Orbulon and the
+#                                      zero kernel on 1 and 2 threads, print the table (tools/bench/bench.py)
+#   ./dev.sh sanitize [--ci]           build build/asan (ASan + UBSan) and build/tsan (TSan), run the tests and
+#                                      render every example scene under them; --ci: the subset CI runs
+#   ./dev.sh fuzz [SECONDS]            build build/fuzz (clang, libFuzzer) and run every fuzz target SECONDS (60) each
 set -euo pipefail
 cd "$(dirname "$0")"
 ROOT=$PWD
@@ -15,7 +21,8 @@ WIN64=$ROOT/build/win64
 PACKAGES=(cmake ninja-build g++ python3 pkg-config
           g++-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64 wine64
           libopenimageio-dev openimageio-tools nlohmann-json3-dev libcli11-dev
-          libgtest-dev libgmock-dev libbenchmark-dev)
+          libgtest-dev libgmock-dev libbenchmark-dev
+          clang libclang-rt-14-dev)
 
 install_missing() {
     local missing=()
@@ -95,6 +102,84 @@ build_win64() {
     cmake --build "$WIN64"
 }
 
+# Sanitizer builds (cmake/sanitizers.cmake): every test but the Wine ones, then one frame of
+# every example scene at each bit depth on 8 iterate threads. Reports go to files as well as
+# failing their test, because a test that runs orbulon-render and expects it to fail would
+# otherwise take a sanitizer's exit for the failure it wanted; any report fails the run.
+sanitize_build() {   # KIND (address | thread) DIR
+    cmake -S "$ROOT" -B "$2" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DORBULON_SANITIZE="$1"
+    cmake --build "$2" -j "$(nproc)"
+}
+
+sanitize_run() {   # KIND DIR [CTEST ARGS...]
+    local kind=$1 dir=$2 failed=0 entry scene frame depth ext
+    shift 2
+    local logs
+    logs=$(mktemp -d)
+    export ASAN_OPTIONS="halt_on_error=1:detect_leaks=1:log_path=$logs/asan"
+    export UBSAN_OPTIONS="halt_on_error=1:print_stacktrace=1:log_path=$logs/ubsan"
+    export TSAN_OPTIONS="halt_on_error=1:second_deadlock_stack=1:log_path=$logs/tsan"
+    # ThreadSanitizer's shadow memory layout does not fit a kernel that randomises more than
+    # 28 bits of mmap addresses; such a kernel runs it without address randomisation.
+    local prefix=()
+    if [[ $kind == thread && $(cat /proc/sys/vm/mmap_rnd_bits 2>/dev/null || echo 28) -gt 28 ]]; then
+        prefix=(setarch "$(uname -m)" -R)
+    fi
+    "${prefix[@]}" ctest --test-dir "$dir" --output-on-failure -j "$(nproc)" -E '^wine\.' "$@" || failed=1
+    local out
+    out=$(mktemp -d)
+    for scene in scenes/*.json; do
+        # The frame the gallery shows for the scene, where it has one: the scene's feature at work.
+        frame=0
+        for entry in "${GALLERY[@]}"; do
+            [[ ${entry%% *} == $(basename "${scene%.json}") ]] && frame=$(cut -d' ' -f2 <<<"$entry")
+        done
+        for depth in 8 16 32; do
+            ext=png
+            [[ $depth == 32 ]] && ext=exr
+            echo "$kind: $scene frame $frame at $depth bits"
+            "${prefix[@]}" "$dir/orbulon-render" "$scene" --frame "$frame" --bit-depth "$depth" --threads 8 \
+                --downsample 4 -q -o "$out/render.$ext" || failed=1
+        done
+    done
+    rm -rf "$out"
+    if compgen -G "$logs/*" >/dev/null; then
+        echo "Sanitizer reports ($kind):" >&2
+        cat "$logs"/* >&2
+        failed=1
+    fi
+    rm -rf "$logs"
+    return $failed
+}
+
+# libFuzzer (cmake/fuzzing.cmake, tests/fuzz/): each target runs on a scratch copy of its seed
+# corpus, so what the fuzzer adds stays out of the repository. Crashing inputs are kept in
+# out/fuzz/TARGET/; one that shows a fault belongs in tests/fuzz/regressions/TARGET/.
+FUZZ_DIR=$ROOT/build/fuzz
+fuzz_build() {
+    cmake -S "$ROOT" -B "$FUZZ_DIR" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+        -DCMAKE_CXX_COMPILER=clang++ -DORBULON_FUZZ=ON
+    cmake --build "$FUZZ_DIR" -j "$(nproc)" --target fuzz_targets
+}
+
+fuzz_run() {   # SECONDS
+    local seconds=$1 source target work failed=0 dict
+    for source in tests/fuzz/*_fuzz.cpp; do
+        target=$(basename "${source%_fuzz.cpp}")
+        work=$(mktemp -d)
+        cp -r "tests/fuzz/corpus/$target" "$work/corpus"
+        mkdir -p "out/fuzz/$target"
+        dict=()
+        [[ -f tests/fuzz/$target.dict ]] && dict=(-dict="tests/fuzz/$target.dict")
+        echo "Fuzzing $target for $seconds s"
+        ASAN_OPTIONS="detect_leaks=1" UBSAN_OPTIONS="print_stacktrace=1" \
+            "$FUZZ_DIR/tests/fuzz/${target}_fuzz" "$work/corpus" "${dict[@]}" -max_total_time="$seconds" \
+            -timeout=20 -rss_limit_mb=4096 -print_final_stats=1 -artifact_prefix="out/fuzz/$target/" || failed=1
+        rm -rf "$work"
+    done
+    return $failed
+}
+
 cmd=${1:-render}
 shift || true
 case "$cmd" in
@@ -131,6 +216,11 @@ case "$cmd" in
     deps)
         install_missing
         ;;
+    bench)
+        install_missing
+        build_native
+        python3 tools/bench/bench.py --build "$NATIVE" "$@"
+        ;;
     build)
         install_missing
         build_native
@@ -142,8 +232,22 @@ case "$cmd" in
         build_win64
         ORBULON_WIN64_DIR="$WIN64" ctest --test-dir "$NATIVE" --output-on-failure -j "$(nproc)"
         ;;
+    sanitize)
+        install_missing
+        sanitize_build address "$ROOT/build/asan"
+        sanitize_build thread "$ROOT/build/tsan"
+        failed=0
+        sanitize_run address "$ROOT/build/asan" || failed=1
+        sanitize_run thread "$ROOT/build/tsan" || failed=1
+        exit $failed
+        ;;
+    fuzz)
+        install_missing
+        fuzz_build
+        fuzz_run "${1:-60}"
+        ;;
     *)
-        echo "usage: $0 render [SCENE.json] [-o OUT] | test | gallery | build | deps" >&2
+        echo "usage: $0 render [SCENE.json] [-o OUT] | test | gallery | build | deps | bench [--runs N] [--json FILE] | sanitize [--ci] | fuzz [SECONDS]" >&2
         exit 2
         ;;
 esac

@@ -6,6 +6,7 @@
 #include "memory_check.h"
 #include "output_file.h"
 #include "frame_range.h"
+#include "fault_options.h"
 #include "run_stats.h"
 #include "scene_input.h"
 
@@ -137,31 +138,6 @@ std::string commandFailure(const EffectHost& host, PF_Err err)
     return text;
 }
 
-// "--fail KIND:N": the Nth attempt of that kind fails.
-bool planFault(const std::string& text, FaultPlan& plan)
-{
-    const auto colon = text.find(':');
-    int nth = 0;
-    if (colon == std::string::npos || !parseWholeInt(text.substr(colon + 1), &nth) || nth < 1)
-        return false;
-    const std::string kind = text.substr(0, colon);
-    if (kind == "handle")
-        plan.failHandleAllocation = nth;
-    else if (kind == "world")
-        plan.failWorldCreation = nth;
-    else if (kind == "add_param")
-        plan.failAddParam = nth;
-    else if (kind == "checkout")
-        plan.failCheckout = nth;
-    else if (kind == "stream")
-        plan.failStreamRead = nth;
-    else if (kind == "param_ui")
-        plan.failParamUiUpdate = nth;
-    else
-        return false;
-    return true;
-}
-
 // Sends every command number from 0 to 40 that the set-up, set-down and render paths do not
 // already send, and prints what the effect answered.
 int sweepCommands(EffectHost& host)
@@ -225,7 +201,7 @@ int main(int argc, char** argv)
     app.add_flag("--verbose", verbose, "Log host calls, unsupported calls and suite requests");
     app.add_flag("--ui-state", uiState, "Print greyed-out and hidden parameters, expressions and layer names after the render");
     app.add_option("--fail-suite", failSuites, "Make the basic suite refuse this suite (repeatable)");
-    app.add_option("--fail", failNth, "Make the Nth attempt fail: handle:N, world:N, add_param:N, checkout:N, stream:N or param_ui:N");
+    app.add_option("--fail", failNth, std::string("Make the Nth attempt fail: ") + orbcli::kFailKinds);
     app.add_flag("--command-sweep", sweep, "Send every command number 0..40 and print the answers");
     try {
         app.parse(argc, argv);
@@ -238,8 +214,8 @@ int main(int argc, char** argv)
     FaultPlan faults;
     faults.unavailableSuites.insert(failSuites.begin(), failSuites.end());
     for (const std::string& f : failNth) {
-        if (!planFault(f, faults)) {
-            std::cerr << "orbulon-render: --fail " << f << ": expected handle:N, world:N, add_param:N, checkout:N, stream:N or param_ui:N\n";
+        if (!orbcli::planFault(f, faults)) {
+            std::cerr << "orbulon-render: --fail " << f << ": expected " << orbcli::kFailKinds << '\n';
             return kExitUsage;
         }
     }
@@ -320,6 +296,10 @@ int main(int argc, char** argv)
     try {
         EffectHost host(modulePath, config);
         host.faults() = faults;
+        if (const std::string problem = orbcli::unknownSuiteProblem(host, failSuites); !problem.empty()) {
+            cli::printMessage(std::cerr, problem);
+            return kExitUsage;
+        }
         if (!scenePath.empty())
             host.setComposition(compositionFromScene(scene));
         if (about) {
@@ -374,6 +354,8 @@ int main(int argc, char** argv)
             cli::printMessage(std::cerr, e.what());
             return kExitUsage;
         }
+        // Written into EXR and TIFF outputs: the scene file's name without its folder and extension.
+        const std::string sceneName = scenePath == "-" ? "" : std::filesystem::path(scenePath).stem().string();
         orbcli::installStopHandlers();
         // The progress line goes to a terminal only, so that logs and pipes stay clean.
         const bool progress = !quiet && cli::stderrIsTerminal() && lastFrame > firstFrame;
@@ -400,7 +382,7 @@ int main(int argc, char** argv)
             }
             pixels += (long long)image.width * image.height;
             try {
-                orbcli::writeImageSafely(path, image, request.bitDepth);
+                orbcli::writeImageSafely(path, image, request.bitDepth, {scene.pixelAspect, sceneName, f, request.seconds});
             } catch (const std::exception& e) {
                 std::cerr << "orbulon-render: " << e.what() << '\n';
                 return kExitFailure;
@@ -416,6 +398,8 @@ int main(int argc, char** argv)
             printUiState(std::cout, host);
         }
         shutDownAndReport(host);
+        for (const std::string& line : orbcli::faultsNeverFired(host))
+            cli::printMessage(std::cerr, "warning: " + line);
         for (const Imbalance& live : host.liveResources())
             if ((live.what == "handle" || live.what == "world") && !quiet)
                 std::cerr << kMessagePrefix << "warning: at unload the effect still holds " << live.count << ' ' << live.what << "(s)\n";

@@ -148,12 +148,13 @@ std::string temporaryPathFor(const std::string& path)
     return (final.parent_path() / name).string();
 }
 
-void writeImageSafely(const std::string& path, const orbhost::Image& image, int bitDepth)
+void writeImageSafely(const std::string& path, const orbhost::Image& image, int bitDepth,
+                      const orbhost::ImageMetadata& metadata)
 {
     const std::string temp = temporaryPathFor(path);
     PendingFile pending(temp, path);
     try {
-        orbhost::writeImage(temp, image, bitDepth);
+        orbhost::writeImage(temp, image, bitDepth, metadata);
         syncToDisk(temp);
         renameOver(temp, path);
     } catch (const orbhost::ImageError& e) {

@@ -22,6 +22,7 @@ std::string temporaryPathFor(const std::string& path);
 
 // Writes the image to a temporary file beside path, then renames it to path. On any failure
 // the temporary file is removed and an ImageError names path and the cause.
-void writeImageSafely(const std::string& path, const orbhost::Image& image, int bitDepth);
+void writeImageSafely(const std::string& path, const orbhost::Image& image, int bitDepth,
+                      const orbhost::ImageMetadata& metadata = {});
 
 }  // namespace orbcli

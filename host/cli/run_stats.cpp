@@ -56,9 +56,13 @@ struct Spread {
     double max() const { return seconds.empty() ? 0 : *std::max_element(seconds.begin(), seconds.end()); }
 };
 
+// The host's own share of the times above: making layer worlds per command, building area
+// sampling tables per pass. The rest of a pass is the effect's kernel and the iterate itself.
 struct Summary {
     std::map<PF_Cmd, Spread> commands;
+    std::map<PF_Cmd, Spread> layerPixels;
     std::vector<Spread> passes;       // pass k of every frame
+    std::vector<Spread> areaTables;
     std::vector<long long> iterations;  // per pass, summed over frames
     double pixelsPerSecond = 0;
 };
@@ -66,16 +70,20 @@ struct Summary {
 Summary summarize(const EffectHost& host, long long renderedPixels, int frames)
 {
     Summary s;
-    for (const CommandRecord& r : host.commandLog())
+    for (const CommandRecord& r : host.commandLog()) {
         s.commands[r.cmd].seconds.push_back(r.seconds);
+        s.layerPixels[r.cmd].seconds.push_back(r.layerPixelSeconds);
+    }
     // Every frame runs the same passes; when the count does not divide evenly, each pass stands alone.
     const auto& passes = host.iteratePasses();
     const std::size_t perFrame =
         frames > 0 && passes.size() % std::size_t(frames) == 0 ? passes.size() / std::size_t(frames) : passes.size();
     s.passes.resize(perFrame);
+    s.areaTables.resize(perFrame);
     s.iterations.resize(perFrame);
     for (std::size_t i = 0; i < passes.size() && perFrame; ++i) {
         s.passes[i % perFrame].seconds.push_back(passes[i].seconds);
+        s.areaTables[i % perFrame].seconds.push_back(passes[i].areaTableSeconds);
         s.iterations[i % perFrame] += passes[i].iterations;
     }
     const auto render = s.commands.find(PF_Cmd_SMART_RENDER);
@@ -98,6 +106,12 @@ void printStats(std::ostream& out, const EffectHost& host, long long renderedPix
                       spread.seconds.size(), spread.total() * 1000, spread.median() * 1000, spread.min() * 1000,
                       spread.max() * 1000);
         out << line;
+        const Spread& layers = s.layerPixels.at(cmd);
+        if (layers.total() > 0) {
+            std::snprintf(line, sizeof line, "  of which layer pixels        %10.3f %10.3f %10.3f %10.3f\n",
+                          layers.total() * 1000, layers.median() * 1000, layers.min() * 1000, layers.max() * 1000);
+            out << line;
+        }
     }
     for (std::size_t k = 0; k < s.passes.size(); ++k) {
         const Spread& p = s.passes[k];
@@ -105,6 +119,12 @@ void printStats(std::ostream& out, const EffectHost& host, long long renderedPix
                       k + 1, s.iterations[k], p.seconds.size(), p.total() * 1000, p.median() * 1000, p.min() * 1000,
                       p.max() * 1000);
         out << line;
+        const Spread& tables = s.areaTables[k];
+        if (tables.total() > 0) {
+            std::snprintf(line, sizeof line, "  of which area tables                                %10.3f %10.3f %10.3f %10.3f\n",
+                          tables.total() * 1000, tables.median() * 1000, tables.min() * 1000, tables.max() * 1000);
+            out << line;
+        }
     }
     if (s.pixelsPerSecond > 0) {
         std::snprintf(line, sizeof line, "pixels per second (smart render): %.0f\n", s.pixelsPerSecond);
@@ -130,12 +150,15 @@ void writeStatsJson(const std::string& path, const EffectHost& host, long long r
     doc["peak_memory_bytes"] = peakMemoryBytes();
     doc["pixels_per_second"] = s.pixelsPerSecond;
     doc["commands"] = nlohmann::json::object();
-    for (const auto& [cmd, spread] : s.commands)
+    for (const auto& [cmd, spread] : s.commands) {
         doc["commands"][commandName(cmd)] = ms(spread);
+        doc["commands"][commandName(cmd)]["layer_pixels"] = ms(s.layerPixels.at(cmd));
+    }
     doc["iterate_passes"] = nlohmann::json::array();
     for (std::size_t k = 0; k < s.passes.size(); ++k) {
         nlohmann::json pass = ms(s.passes[k]);
         pass["iterations"] = s.iterations[k];
+        pass["area_tables"] = ms(s.areaTables[k]);
         doc["iterate_passes"].push_back(pass);
     }
     std::ofstream file(path, std::ios::binary);

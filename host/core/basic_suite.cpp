@@ -21,6 +21,7 @@ SPErr acquireSuite(const char* name, int32 version, const void** suite)
     if (!host || !name || !suite)
         return kSPSuiteNotFoundError;
     if (host->faults.unavailableSuites.contains(name)) {
+        host->faultCounters.refusedSuites.insert(name);
         host->note(std::string("suite made unavailable: \"") + name + "\" v" + std::to_string(version));
         return kSPSuiteNotFoundError;
     }

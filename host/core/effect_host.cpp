@@ -1,4 +1,5 @@
 #include "host/core/effect_host.h"
+#include "host/sampling/area_table.h"
 
 #include "host/core/host_state.h"
 #include "host/core/layer_pixels.h"
@@ -140,6 +141,7 @@ PF_Err runCommand(HostState& s, PF_Cmd cmd, PF_ParamDef** params, PF_LayerDef* o
 
     CommandRecord record;
     record.cmd = cmd;
+    s.layerPixelSeconds = 0;
     const auto start = std::chrono::steady_clock::now();
     try {
         record.result = s.module->entryPoint()(cmd, &s.inData, &s.outData, params, output, extra);
@@ -149,6 +151,7 @@ PF_Err runCommand(HostState& s, PF_Cmd cmd, PF_ParamDef** params, PF_LayerDef* o
         s.warn(std::string(commandName(cmd)) + ": " + record.problem);
     }
     record.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    record.layerPixelSeconds = s.layerPixelSeconds;
     if (s.globalData && s.handles.isLive(s.globalData))
         s.handles.unlock(s.globalData);
 
@@ -254,6 +257,7 @@ EffectHost::~EffectHost()
 }
 
 HostState& EffectHost::state() { return *state_; }
+const HostState& EffectHost::state() const { return *state_; }
 FaultPlan& EffectHost::faults() { return state_->faults; }
 const PropertyList& EffectHost::properties() const { return state_->module->properties(); }
 const std::vector<ParamDefinition>& EffectHost::params() const { return state_->params; }
@@ -288,7 +292,8 @@ void EffectHost::setComposition(Composition composition)
                                     " layers");
     HostState& s = *state_;
     s.composition = std::move(composition);
-    s.layerPixels.clear();
+    s.samplingTables->invalidateAll();
+    s.layerPixels.clear(s.worlds);
     // Layer time units: whole frames when the rate is whole, else hundredths of a frame.
     const double rate = s.composition.model.frameRate > 0 ? s.composition.model.frameRate : 25.0;
     if (rate == std::floor(rate)) {
@@ -507,6 +512,8 @@ void EffectHost::shutdown()
 {
     sequenceSetdown();
     globalSetdown();
+    state_->samplingTables->invalidateAll();
+    state_->layerPixels.clear(state_->worlds);
 }
 
 PF_Err EffectHost::sendCommand(PF_Cmd cmd, void* extra)

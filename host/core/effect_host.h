@@ -75,11 +75,13 @@ struct CommandRecord {
     std::string problem;                  // a host-side failure (e.g. num_params mismatch)
     std::vector<Imbalance> imbalances;
     double seconds = 0;
+    double layerPixelSeconds = 0;         // of which the host spent making layer worlds at checkout
 };
 
 struct IteratePass {
     A_long iterations = 0;
     double seconds = 0;
+    double areaTableSeconds = 0;          // of which the host spent building tables for area sampling
 };
 
 const char* commandName(PF_Cmd cmd);
@@ -140,6 +142,7 @@ public:
     bool usable() const;                              // global and params set-up succeeded
 
     HostState& state();
+    const HostState& state() const;
 
 private:
     std::unique_ptr<HostState> state_;

@@ -34,6 +34,7 @@ struct FaultCounters {
     int handleAllocations = 0, worldCreations = 0, addParams = 0, checkouts = 0, streamReads = 0;
     int paramUiUpdates = 0;
     int refusedCalls = 0;           // calls refused by failingCalls or failingLayers
+    std::set<std::string> refusedSuites;   // unavailableSuites the effect asked for
 };
 
 inline bool injectFault(int& attempts, int failAt)

@@ -3,9 +3,11 @@
 #include "host/sampling/area_table.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <cstring>
 #include <iostream>
+#include <new>
 
 namespace orbhost {
 
@@ -88,10 +90,21 @@ PF_Err HostState::checkOutLayerWorld(int layerIndex, PF_EffectWorld* world)
     const LayerModel* layer = modelLayer(layerIndex);
     if (!layer || !composition.pixels[std::size_t(layerIndex)])
         return PF_Err_NONE;
-    if (PF_Err err = layerPixels.makeWorld(worlds, composition.pixels[std::size_t(layerIndex)],
-                                           pixelFormatForDepth(frame.bitDepth),
-                                           frame.downsampleX, frame.downsampleY, false, world))
-        return err;
+    try {
+        const auto start = std::chrono::steady_clock::now();
+        const PF_Err err = layerPixels.makeWorld(worlds, composition.pixels[std::size_t(layerIndex)],
+                                                 pixelFormatForDepth(frame.bitDepth), frame.downsampleX,
+                                                 frame.downsampleY, world);
+        layerPixelSeconds += std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+        if (err)
+            return err;
+    } catch (const ImageError& e) {
+        warn("layer " + std::to_string(layerIndex) + ": " + e.what());
+        return PF_Err_INTERNAL_STRUCT_DAMAGED;
+    } catch (const std::bad_alloc&) {
+        warn("layer " + std::to_string(layerIndex) + ": not enough memory for its pixels");
+        return PF_Err_OUT_OF_MEMORY;
+    }
     accounting.count("layer pixels made: layer " + std::to_string(layerIndex));
     world->reserved0 = aegp.layer(layerIndex);
     world->pix_aspect_ratio = pixelAspectRatio(layer->pixelAspect);
@@ -100,7 +113,8 @@ PF_Err HostState::checkOutLayerWorld(int layerIndex, PF_EffectWorld* world)
 
 void HostState::disposeWorld(const void* data)
 {
-    if (!data)
+    // A layer's kept world outlives its checkouts (LayerPixelCache).
+    if (!data || layerPixels.owns(data))
         return;
     invalidateSamplingCache(data);
     worlds.dispose(data);

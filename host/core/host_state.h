@@ -83,6 +83,7 @@ struct HostState {
     std::vector<CommandRecord> log;
     std::vector<std::string> warnings;
     std::vector<IteratePass> passes;
+    double layerPixelSeconds = 0;              // making layer worlds, in the command in progress
     A_long nextPluginId = 1;
 
     // Helpers used by the callbacks.

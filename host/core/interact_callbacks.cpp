@@ -64,8 +64,9 @@ PF_Err checkoutParam(PF_ProgPtr ref, PF_ParamIndex index, A_long time, A_long ti
             return err;
         record.pixels = param->u.ld.data;
         if (record.pixels && host->currentCmd == PF_Cmd_SMART_RENDER && index != 0)
-            host->note("SmartFX contract: layer parameter " + std::to_string(index) +
-                       " checked out in SMART_RENDER without a pre-render checkout_layer");
+            host->note("layer parameter " + std::to_string(index) +
+                       " read with checkout_param in SMART_RENDER, without a checkout_layer in PRE_RENDER: "
+                       "allowed; the host serves its pixels at the time asked for");
     }
     host->paramCheckouts.push_back(record);
     host->accounting.take("parameter checkout");

@@ -110,47 +110,54 @@ bool LayerPixelCache::Key::operator<(const Key& o) const
 }
 
 PF_Err LayerPixelCache::makeWorld(WorldRegistry& registry, const LayerPixels& pixels, PF_PixelFormat format,
-                                  int downsampleX, int downsampleY, bool writeable, PF_EffectWorld* world)
+                                  int downsampleX, int downsampleY, PF_EffectWorld* world)
 {
     const int fx = std::max(1, downsampleX), fy = std::max(1, downsampleY);
-    const int width = downsampledSize(pixels.width(), fx), height = downsampledSize(pixels.height(), fy);
-    if (PF_Err err = registry.create(width, height, format, true, writeable, world))
-        return err;
-    const std::size_t rowBytes = std::size_t(width) * std::size_t(bytesPerPixel(format));
-    auto* rows = reinterpret_cast<unsigned char*>(world->data);
     std::lock_guard lock(mutex_);
     Key key{pixels.identity(), format, fx, fy};
-    if (auto cached = packedRows_.find(key); cached != packedRows_.end()) {
-        for (int y = 0; y < height; ++y)
-            std::memcpy(rows + std::size_t(y) * world->rowbytes, &cached->second[rowBytes * std::size_t(y)],
-                        rowBytes);
+    if (auto kept = worlds_.find(key); kept != worlds_.end()) {
+        *world = kept->second;
         return PF_Err_NONE;
     }
-    withPixelType(format, [&](auto pixel) { storeLayer<decltype(pixel)>(pixels, fx, fy, *world); });
+    const int width = downsampledSize(pixels.width(), fx), height = downsampledSize(pixels.height(), fy);
+    if (PF_Err err = registry.create(width, height, format, WorldFill::Overwritten, false, world))
+        return err;
     try {
-        std::vector<unsigned char> packed(rowBytes * std::size_t(height));
-        for (int y = 0; y < height; ++y)
-            std::memcpy(&packed[rowBytes * std::size_t(y)], rows + std::size_t(y) * world->rowbytes, rowBytes);
-        packedRows_.emplace(std::move(key), std::move(packed));
-    } catch (const std::bad_alloc&) {
-        // No room to keep a copy: the next checkout converts again.
+        withPixelType(format, [&](auto pixel) { storeLayer<decltype(pixel)>(pixels, fx, fy, *world); });
+        worlds_.emplace(std::move(key), *world);
+    } catch (...) {
+        // The pixels could not be made (a file gone bad, no memory): no world is handed out.
+        registry.dispose(world->data);
+        std::memset(world, 0, sizeof *world);
+        throw;
     }
     return PF_Err_NONE;
+}
+
+bool LayerPixelCache::owns(const void* data) const
+{
+    std::lock_guard lock(mutex_);
+    for (const auto& entry : worlds_)
+        if (entry.second.data == data)
+            return true;
+    return false;
 }
 
 std::size_t LayerPixelCache::cachedBytes() const
 {
     std::lock_guard lock(mutex_);
     std::size_t bytes = 0;
-    for (const auto& entry : packedRows_)
-        bytes += entry.second.size();
+    for (const auto& entry : worlds_)
+        bytes += std::size_t(entry.second.rowbytes) * std::size_t(entry.second.height);
     return bytes;
 }
 
-void LayerPixelCache::clear()
+void LayerPixelCache::clear(WorldRegistry& registry)
 {
     std::lock_guard lock(mutex_);
-    packedRows_.clear();
+    for (const auto& entry : worlds_)
+        registry.dispose(entry.second.data);
+    worlds_.clear();
 }
 
 Image imageFromWorld(const PF_EffectWorld& world, PF_PixelFormat format)

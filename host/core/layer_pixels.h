@@ -8,7 +8,6 @@
 #include <map>
 #include <memory>
 #include <mutex>
-#include <vector>
 
 namespace orbhost {
 
@@ -18,19 +17,25 @@ int downsampledSize(int size, int factor);
 // Pixel aspect as worlds and checkout results carry it: thousandths, rounded.
 PF_RationalScale pixelAspectRatio(double aspect);
 
-// Worlds of layer pixels, each reduced and converted once per (layer, format, downsample): a
-// layer checked out on every frame costs a row copy, not a conversion. Every checkout still
-// gets a world of its own, so whatever the effect writes into one never reaches the next.
-// Entries hold their image, so its address cannot be reused for another while it is cached.
+// Worlds of layer pixels, each reduced and converted once per (layer, format, downsample) and
+// then kept: every checkout of that layer, in the same frame or a later one, gets the same
+// read-only world, so a layer costs one conversion for a whole sequence and the sampling tables
+// built over its world stay valid. The worlds are the host's: checking one in leaves it alive,
+// and clear() disposes of them. Entries hold their source, so its address cannot be reused for
+// another while it is cached.
 class LayerPixelCache {
 public:
-    // Creates a registered world of the given format holding the layer's pixels reduced by the
-    // downsample factors (box average of premultiplied colour, then straight again). A solid is
-    // filled from its colour: its full-size pixels are never made.
+    // Fills *world with the layer's world (pixels reduced by the downsample factors: box average
+    // of premultiplied colour, then straight again), making it on first use. A solid is filled
+    // from its colour: its full-size pixels are never made. Throws what the source throws
+    // (ImageError, std::bad_alloc), having handed out nothing.
     PF_Err makeWorld(WorldRegistry& registry, const LayerPixels& pixels, PF_PixelFormat format,
-                     int downsampleX, int downsampleY, bool writeable, PF_EffectWorld* world);
-    void clear();
-    // Bytes of converted rows kept for later checkouts.
+                     int downsampleX, int downsampleY, PF_EffectWorld* world);
+    // Whether these pixels are one of the kept worlds (which a check-in must not dispose).
+    bool owns(const void* data) const;
+    // Disposes of every kept world.
+    void clear(WorldRegistry& registry);
+    // Bytes of the kept worlds.
     std::size_t cachedBytes() const;
 
 private:
@@ -41,7 +46,7 @@ private:
         bool operator<(const Key& other) const;
     };
     mutable std::mutex mutex_;
-    std::map<Key, std::vector<unsigned char>> packedRows_;
+    std::map<Key, PF_EffectWorld> worlds_;
 };
 
 // The world's pixels as an image (8-bit / 255, 16-bit / 32768, float as stored).

@@ -59,7 +59,25 @@ MemoryEstimate estimateFrameMemory(const Scene& scene, int bitDepth, int downsam
     // The input is checked out like any layer: a world and the packed copy kept for reuse.
     estimate.parts.push_back({"the effect layer '" + effect.displayName() + "' as a " + size + " world (twice)",
                               2 * worldBytes(w, h, bitDepth)});
-    for (const std::string& name : namedLayers(scene)) {
+    // An image file is decoded at full size, in float, while its first world is made; the
+    // largest such file sets the peak, since one is converted at a time.
+    std::uint64_t largestDecode = 0;
+    std::string largestName;
+    std::set<std::string> used = namedLayers(scene);
+    used.insert(effect.displayName());
+    for (const std::string& name : used) {
+        const Layer& layer = *findLayer(scene, name);
+        const std::uint64_t decode = std::uint64_t(layer.width) * std::uint64_t(layer.height) * 16;
+        if (layer.kind == LayerKind::Image && layer.image.width == 0 && decode > largestDecode)
+            largestDecode = decode, largestName = name;
+    }
+    if (largestDecode > 0) {
+        const Layer& layer = *findLayer(scene, largestName);
+        estimate.parts.push_back({"the image of layer '" + largestName + "' decoded at " +
+                                      sizeText(layer.width, layer.height) + " in float",
+                                  largestDecode});
+    }
+    for (const std::string& name : used) {
         if (name == effect.displayName())
             continue;
         const Layer& layer = *findLayer(scene, name);

@@ -178,9 +178,12 @@ Composition compositionFromScene(const Scene& scene)
     for (std::size_t i = 0; i < scene.layers.size(); ++i) {
         const Layer& layer = scene.layers[i];
         // Cameras and lights have no pixels; solids and nulls (transparent) are made from their
-        // colour only when the effect checks them out, unless a caller gave them an image.
+        // colour, and image layers decoded from their file, only when the effect checks them out,
+        // unless a caller gave them an image.
         if (layer.image.width > 0)
             comp.pixels.push_back(std::make_shared<const Image>(layer.image));
+        else if (layer.kind == LayerKind::Image)
+            comp.pixels.push_back(LayerPixels::file(layer.file, layer.width, layer.height));
         else if (layer.kind == LayerKind::Solid)
             comp.pixels.push_back(LayerPixels::solid(layer.width, layer.height, layer.color));
         else if (layer.kind == LayerKind::Null)

@@ -105,7 +105,7 @@ PF_Err checkoutOutput(PF_ProgPtr ref, PF_EffectWorld** output)
         const PF_LRect size = host->layerBufferRect();
         // Not cleared: untouched output pixels show the pattern.
         if (PF_Err err = host->worlds.create(size.right, size.bottom,
-                                             pixelFormatForDepth(host->frame.bitDepth), false, true,
+                                             pixelFormatForDepth(host->frame.bitDepth), WorldFill::Pattern, true,
                                              world.get()))
             return err;
         world->pix_aspect_ratio = pixelAspectRatio(host->composition.model.pixelAspect);

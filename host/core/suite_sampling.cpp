@@ -15,7 +15,8 @@ void HostState::invalidateSamplingCache(const void* data)
 
 void HostState::invalidateSamplingCacheAll()
 {
-    samplingTables->invalidateAll();
+    // Kept layer worlds are read-only: their tables stay valid from frame to frame.
+    samplingTables->invalidateAllBut([this](const void* data) { return layerPixels.owns(data); });
 }
 
 namespace {

@@ -16,7 +16,7 @@ PF_Err newWorld(PF_ProgPtr ref, A_long width, A_long height, PF_Boolean clear, P
         host->note("injected failure: world creation");
         return host->faults.injectedError;
     }
-    if (PF_Err err = host->worlds.create(width, height, format, clear != 0, true, world))
+    if (PF_Err err = host->worlds.create(width, height, format, clear ? WorldFill::Cleared : WorldFill::Pattern, true, world))
         return err;
     {
         std::lock_guard lock(host->effectWorldsMutex);

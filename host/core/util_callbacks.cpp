@@ -3,6 +3,7 @@
 #include "host/core/ansi_and_handles.h"
 #include "host/core/host_state.h"
 #include "host/core/unsupported_slots.h"
+#include "host/sampling/area_table.h"
 
 #include <chrono>
 
@@ -22,11 +23,12 @@ PF_Err iterateGenericCallback(A_long iterations, void* refcon,
     host->invalidateSamplingCacheAll();
     if (host->config.iterateObserver)
         host->config.iterateObserver(refcon, iterations);
+    const double tablesBefore = host->samplingTables->buildSeconds();
     const auto start = std::chrono::steady_clock::now();
     const PF_Err err = iterateGeneric(iterations, refcon, fn, host->config.iterate);
     const double seconds =
         std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-    host->passes.push_back({iterations, seconds});
+    host->passes.push_back({iterations, seconds, host->samplingTables->buildSeconds() - tablesBefore});
     host->accounting.count("iterate_generic pass");
     return err;
 }

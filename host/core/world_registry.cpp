@@ -42,7 +42,7 @@ int depthOfPixelFormat(PF_PixelFormat format)
            : format == PF_PixelFormat_ARGB128 ? 32 : 0;
 }
 
-PF_Err WorldRegistry::create(A_long width, A_long height, PF_PixelFormat format, bool clear,
+PF_Err WorldRegistry::create(A_long width, A_long height, PF_PixelFormat format, WorldFill fill,
                              bool writeable, PF_EffectWorld* world)
 {
     const int bpp = bytesPerPixel(format);
@@ -53,18 +53,31 @@ PF_Err WorldRegistry::create(A_long width, A_long height, PF_PixelFormat format,
     if (rowbytes > 0x7FFFFFFF)
         return PF_Err_OUT_OF_MEMORY;
     Storage storage;
-    storage.bytes.reset(new (std::nothrow) unsigned char[total]);
+    storage.size = total;
+    storage.format = format;
+    {
+        std::lock_guard lock(mutex_);
+        if (auto spare = spare_.find(total); spare != spare_.end()) {
+            storage.bytes = std::move(spare->second);
+            spare_.erase(spare);
+            spareBytes_ -= total;
+        }
+    }
+    if (!storage.bytes)
+        storage.bytes.reset(new (std::nothrow) unsigned char[total]);
     if (!storage.bytes)
         return PF_Err_OUT_OF_MEMORY;
-    storage.format = format;
-    std::memset(storage.bytes.get(), clear ? 0 : kPoisonByte, total);
+    const std::size_t pixelBytes = std::size_t(width) * bpp;
     for (A_long y = 0; y < height; ++y) {
         unsigned char* row = storage.bytes.get() + y * rowbytes;
-        if (clear)
-            std::memset(row + std::size_t(width) * bpp, kPoisonByte, kRowPaddingBytes);
-        else
+        if (fill == WorldFill::Cleared)
+            std::memset(row, 0, pixelBytes);
+        else if (fill == WorldFill::Pattern)
             fillUntouched(row, width, format);
+        std::memset(row + pixelBytes, kPoisonByte, kRowPaddingBytes);
     }
+    if (height == 0)
+        std::memset(storage.bytes.get(), kPoisonByte, total);
 
     std::memset(world, 0, sizeof *world);
     world->data = reinterpret_cast<PF_PixelPtr>(storage.bytes.get());
@@ -82,8 +95,25 @@ PF_Err WorldRegistry::create(A_long width, A_long height, PF_PixelFormat format,
 
 bool WorldRegistry::dispose(const void* data)
 {
+    // Enough for every world of a large frame (output, layers, depth-of-field buffers) to come
+    // back for the next one; beyond it buffers are freed. Under AddressSanitizer nothing is
+    // kept, so that an effect writing to a world it disposed is caught.
+#if defined(__SANITIZE_ADDRESS__)
+    constexpr std::size_t kMaxSpareBytes = 0;
+#else
+    constexpr std::size_t kMaxSpareBytes = std::size_t(1) << 30;
+#endif
     std::lock_guard lock(mutex_);
-    return worlds_.erase(data) == 1;
+    auto it = worlds_.find(data);
+    if (it == worlds_.end())
+        return false;
+    Storage& storage = it->second;
+    if (spareBytes_ + storage.size <= kMaxSpareBytes) {
+        spareBytes_ += storage.size;
+        spare_.emplace(storage.size, std::move(storage.bytes));
+    }
+    worlds_.erase(it);
+    return true;
 }
 
 std::optional<PF_PixelFormat> WorldRegistry::format(const void* data) const
@@ -101,4 +131,11 @@ std::size_t WorldRegistry::liveCount() const
     return worlds_.size();
 }
 
+std::size_t WorldRegistry::spareBytes() const
+{
+    std::lock_guard lock(mutex_);
+    return spareBytes_;
+}
+
 } // namespace orbhost
+

@@ -1,6 +1,6 @@
-// Pixel worlds the host hands out (new worlds, checked-out layers, the output): padded rows,
-// a poison fill unless cleared, and a registry keyed by the pixel pointer so that a by-value
-// copy of a world is still recognised.
+// Pixel worlds the host hands out (new worlds, checked-out layers, the output): padded rows
+// with poisoned padding, and a registry keyed by the pixel pointer so that a by-value copy of a
+// world is still recognised.
 #pragma once
 #include "hostapi/host_api.h"
 
@@ -27,23 +27,35 @@ decltype(auto) withPixelType(PF_PixelFormat format, F&& f)
     return f(PF_PixelFloat{});
 }
 
+// What a new world's pixels hold. Row padding always gets the poison byte.
+enum class WorldFill {
+    Cleared,       // transparent black
+    Pattern,       // opaque magenta, so that pixels an effect never wrote show in the image
+    Overwritten,   // whatever the buffer held: the caller writes every pixel itself
+};
+
 class WorldRegistry {
 public:
-    // Fills *world. Unless clear, pixels get an opaque magenta pattern and padding the poison
-    // byte. Returns PF_Err_OUT_OF_MEMORY or PF_Err_BAD_CALLBACK_PARAM on failure.
-    PF_Err create(A_long width, A_long height, PF_PixelFormat format, bool clear, bool writeable,
+    // Fills *world. Returns PF_Err_OUT_OF_MEMORY or PF_Err_BAD_CALLBACK_PARAM on failure.
+    PF_Err create(A_long width, A_long height, PF_PixelFormat format, WorldFill fill, bool writeable,
                   PF_EffectWorld* world);
     bool dispose(const void* data);                        // false for an unknown world
     std::optional<PF_PixelFormat> format(const void* data) const;
     std::size_t liveCount() const;
+    std::size_t spareBytes() const;                        // kept for reuse, not in any world
 
 private:
     struct Storage {
         std::unique_ptr<unsigned char[]> bytes;
+        std::size_t size = 0;
         PF_PixelFormat format = 0;
     };
     mutable std::mutex mutex_;
     std::map<const void*, Storage> worlds_;
+    // Buffers of disposed worlds by size: frames of a sequence ask for the same worlds again, and
+    // reusing them saves the allocation and the kernel's zeroing of fresh pages.
+    std::multimap<std::size_t, std::unique_ptr<unsigned char[]>> spare_;
+    std::size_t spareBytes_ = 0;
 };
 
 } // namespace orbhost

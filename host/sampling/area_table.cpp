@@ -2,6 +2,8 @@
 
 #include "host/sampling/pixel_traits.h"
 
+#include <chrono>
+
 namespace orbhost {
 
 std::size_t AreaTable::bytes() const {
@@ -112,7 +114,21 @@ void AreaTableCache::invalidateAll() {
     bytes_ = 0;
 }
 
+void AreaTableCache::invalidateAllBut(const std::function<bool(const void*)>& keep) {
+    AllShardsLock all(*this);
+    for (auto it = entries_.begin(); it != entries_.end();) {
+        if (keep(it->first)) {
+            ++it;
+            continue;
+        }
+        bytes_ -= it->second->bytesHeld();
+        it = entries_.erase(it);
+    }
+}
+
 std::size_t AreaTableCache::bytes() const { return bytes_.load(); }
+
+double AreaTableCache::buildSeconds() const { return double(buildNanoseconds_.load()) * 1e-9; }
 
 AreaTableLease AreaTableCache::acquire(const PF_EffectWorld& world, PixelDepth depth) {
     for (;;) {
@@ -124,7 +140,11 @@ AreaTableLease AreaTableCache::acquire(const PF_EffectWorld& world, PixelDepth d
                 std::lock_guard<std::mutex> building(entry.buildMutex);
                 if (!entry.ready.load(std::memory_order_relaxed)) {
                     // On std::bad_alloc the entry stays unbuilt and the next caller tries again.
+                    const auto start = std::chrono::steady_clock::now();
                     entry.table = buildAreaTable(world, depth);
+                    buildNanoseconds_ += std::chrono::duration_cast<std::chrono::nanoseconds>(
+                                             std::chrono::steady_clock::now() - start)
+                                             .count();
                     bytes_ += entry.table.bytes();
                     entry.ready.store(true, std::memory_order_release);
                 }

@@ -8,6 +8,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -58,7 +59,9 @@ public:
 
     void invalidate(const void* worldData);  // the effect may have written that world: drop its table
     void invalidateAll();
+    void invalidateAllBut(const std::function<bool(const void* worldData)>& keep);
     std::size_t bytes() const;               // memory held, for the host's statistics
+    double buildSeconds() const;             // time spent building tables, for the same
 
     // The table of `world`, built now if this is its first use (or if the world at that address
     // changed size, row length or depth); others asking meanwhile wait for that one build.
@@ -80,6 +83,7 @@ private:
     mutable std::array<Shard, shardCount> shards_;
     std::unordered_map<const void*, std::unique_ptr<Entry>> entries_;  // changed under all shards
     std::atomic<std::size_t> bytes_{0};
+    std::atomic<long long> buildNanoseconds_{0};
 };
 
 } // namespace orbhost

@@ -77,23 +77,37 @@ void writeFileBytes(const std::string& path, const unsigned char* bytes, size_t 
 
 // OpenImageIO hands back colour premultiplied unless asked not to; asking lets files that store
 // straight colour (PNG, most TIFF) keep the colour of partly transparent pixels exactly.
-Image readWithOiio(const std::string& path)
+// Reads the file's header into `file` and checks that the host can use the image.
+const OIIO::ImageSpec& checkedHeader(const std::string& path, OIIO::ImageBuf& file)
 {
-    OIIO::ImageSpec config;
-    config.attribute("oiio:UnassociatedAlpha", 1);
-    OIIO::ImageBuf file(path, 0, 0, nullptr, &config);
     if (!file.init_spec(path, 0, 0)) {
         throw ImageError(path, "cannot read the image: " + file.geterror());
     }
     const OIIO::ImageSpec& imageFormat = file.nativespec();
-    const int channels = imageFormat.nchannels;
-    if (imageFormat.width <= 0 || imageFormat.height <= 0 || channels <= 0) {
+    if (imageFormat.width <= 0 || imageFormat.height <= 0 || imageFormat.nchannels <= 0) {
         throw ImageError(path, "the image has no pixels");
     }
     if (imageFormat.width > kMaxImageSide || imageFormat.height > kMaxImageSide) {
         throw ImageError(path, "the image is " + std::to_string(imageFormat.width) + "x" + std::to_string(imageFormat.height) +
                                    ", larger than " + std::to_string(kMaxImageSide) + " pixels on a side");
     }
+    return imageFormat;
+}
+
+ImageSize oiioSize(const std::string& path)
+{
+    OIIO::ImageBuf file(path);
+    const OIIO::ImageSpec& imageFormat = checkedHeader(path, file);
+    return {imageFormat.width, imageFormat.height};
+}
+
+Image readWithOiio(const std::string& path)
+{
+    OIIO::ImageSpec config;
+    config.attribute("oiio:UnassociatedAlpha", 1);
+    OIIO::ImageBuf file(path, 0, 0, nullptr, &config);
+    const OIIO::ImageSpec& imageFormat = checkedHeader(path, file);
+    const int channels = imageFormat.nchannels;
     int alpha = imageFormat.alpha_channel;
     if (alpha < 0 && (channels == 2 || channels == 4)) {
         alpha = channels - 1;
@@ -134,7 +148,31 @@ Image readWithOiio(const std::string& path)
     return image;
 }
 
-void writeWithOiio(const std::string& path, const Image& image, int bitDepth, const std::string& ext)
+// Standard attributes that OpenImageIO maps to each format's own fields (the EXR header,
+// TIFF tags), and the frame and time as attributes of ours where the format keeps any name.
+void describe(OIIO::ImageSpec& imageFormat, const ImageMetadata& metadata, bool exr)
+{
+    imageFormat.attribute("PixelAspectRatio", float(metadata.pixelAspect));
+    std::string description;
+    if (!metadata.sceneName.empty()) {
+        imageFormat.attribute("DocumentName", metadata.sceneName);
+        description = "scene " + metadata.sceneName;
+    }
+    if (metadata.frame >= 0) {
+        char time[64];
+        std::snprintf(time, sizeof time, "frame %d, time %.6g s", metadata.frame, metadata.seconds);
+        description += (description.empty() ? "" : ", ") + std::string(time);
+        if (exr) {
+            imageFormat.attribute("orbulon:frame", metadata.frame);
+            imageFormat.attribute("orbulon:time", float(metadata.seconds));
+        }
+    }
+    if (!description.empty())
+        imageFormat.attribute("ImageDescription", description);
+}
+
+void writeWithOiio(const std::string& path, const Image& image, int bitDepth, const std::string& ext,
+                   const ImageMetadata& metadata)
 {
     const bool exr = ext == ".exr";
     OIIO::TypeDesc type = OIIO::TypeDesc::UINT16;
@@ -146,6 +184,8 @@ void writeWithOiio(const std::string& path, const Image& image, int bitDepth, co
         type = OIIO::TypeDesc::FLOAT;
     }
     OIIO::ImageSpec imageFormat(image.width, image.height, 4, type);
+    if (exr || ext == ".tif" || ext == ".tiff")
+        describe(imageFormat, metadata, exr);
     std::vector<float> premultiplied;
     const float* pixels = image.rgba.data();
     if (exr) {
@@ -195,6 +235,20 @@ Image readImage(const std::string& path)
 #endif
 }
 
+ImageSize readImageSize(const std::string& path)
+{
+    const std::string ext = lowerExtension(path);
+    if (ext == ".pam") {
+        return readPamSize(path);
+    }
+    checkReadable(path);
+#ifdef ORBULON_WITH_OIIO
+    return oiioSize(path);
+#else
+    throw ImageError(path, "this build reads only .pam images ('" + ext + "' needs OpenImageIO)");
+#endif
+}
+
 void checkOutputFormat(const std::string& path)
 {
     const std::string ext = lowerExtension(path);
@@ -209,7 +263,7 @@ void checkOutputFormat(const std::string& path)
 #endif
 }
 
-void writeImage(const std::string& path, const Image& image, int bitDepth)
+void writeImage(const std::string& path, const Image& image, int bitDepth, [[maybe_unused]] const ImageMetadata& metadata)
 {
     checkOutputFormat(path);
     checkWritable(path, image, bitDepth);
@@ -219,7 +273,7 @@ void writeImage(const std::string& path, const Image& image, int bitDepth)
         return;
     }
 #ifdef ORBULON_WITH_OIIO
-    writeWithOiio(path, image, bitDepth, ext);
+    writeWithOiio(path, image, bitDepth, ext, metadata);
 #endif
 }
 

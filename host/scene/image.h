@@ -17,6 +17,10 @@ struct Image {
     std::vector<float> rgba;
 };
 
+struct ImageSize {
+    int width = 0, height = 0;
+};
+
 // Message "PATH: problem"; `problem` keeps the part after the path when it is known, so that
 // callers can quote the file the way the user wrote it.
 struct ImageError : std::runtime_error {
@@ -28,11 +32,23 @@ struct ImageError : std::runtime_error {
 
 // PNG, EXR, TIFF and JPEG through OpenImageIO when the build has it; .pam always.
 Image readImage(const std::string& path);
+// The size of the image in the file, after checking that it can be read (format, header, size
+// limits), without decoding its pixels.
+ImageSize readImageSize(const std::string& path);
+
+// What a render writes into its image files besides the pixels, where the format has room:
+// EXR and TIFF carry all of it, the others none.
+struct ImageMetadata {
+    double pixelAspect = 1.0;   // width of a pixel over its height
+    std::string sceneName;      // empty: not written
+    int frame = -1;             // composition frame; negative: no frame or time written
+    double seconds = 0.0;       // composition time of that frame
+};
 
 // Format by extension: .png 8 or 16 bits straight alpha (32 gives 16); .exr half (8, 16) or
 // float (32) with premultiplied alpha; .tif/.tiff 8, 16 or float, straight alpha; .pam 8 bits
 // when bitDepth is 8, else 16, straight alpha. Without OpenImageIO only .pam works.
-void writeImage(const std::string& path, const Image& image, int bitDepth);
+void writeImage(const std::string& path, const Image& image, int bitDepth, const ImageMetadata& metadata = {});
 // Throws the ImageError writeImage would give for a file name of a kind it cannot write, so
 // that a program can refuse it before rendering.
 void checkOutputFormat(const std::string& path);

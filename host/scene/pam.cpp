@@ -83,28 +83,48 @@ PamHeader parseHeader(const std::string& path, const std::string& bytes)
     return header;
 }
 
-}  // namespace
-
-Image readPam(const std::string& path)
+// The header of a file whose data is all there.
+PamHeader checkedHeader(const std::string& path, const std::string& bytes)
 {
-    const FileBytes file = readFileBytes(path);
-    if (!file.error.empty()) {
-        throw ImageError(path, file.error);
-    }
-    const PamHeader header = parseHeader(path, file.bytes);
+    const PamHeader header = parseHeader(path, bytes);
     const int bytesPerSample = header.maxval > 255 ? 2 : 1;
     const uint64_t samples = uint64_t(header.width) * uint64_t(header.height) * uint64_t(header.depth);
     const uint64_t expected = samples * uint64_t(bytesPerSample);
-    if (file.bytes.size() - header.dataOffset < expected) {
+    if (bytes.size() - header.dataOffset < expected) {
         throw ImageError(path, "PAM data is cut short: expected " + std::to_string(expected) + " bytes, found " +
-                                   std::to_string(file.bytes.size() - header.dataOffset));
+                                   std::to_string(bytes.size() - header.dataOffset));
     }
+    return header;
+}
+
+std::string pamBytes(const std::string& path)
+{
+    FileBytes file = readFileBytes(path);
+    if (!file.error.empty()) {
+        throw ImageError(path, file.error);
+    }
+    return std::move(file.bytes);
+}
+
+}  // namespace
+
+ImageSize readPamSize(const std::string& path)
+{
+    const PamHeader header = checkedHeader(path, pamBytes(path));
+    return {header.width, header.height};
+}
+
+Image readPam(const std::string& path)
+{
+    const std::string bytes = pamBytes(path);
+    const PamHeader header = checkedHeader(path, bytes);
+    const int bytesPerSample = header.maxval > 255 ? 2 : 1;
 
     Image image;
     image.width = header.width;
     image.height = header.height;
     image.rgba.resize(size_t(header.width) * size_t(header.height) * 4);
-    const auto* data = reinterpret_cast<const unsigned char*>(file.bytes.data() + header.dataOffset);
+    const auto* data = reinterpret_cast<const unsigned char*>(bytes.data() + header.dataOffset);
     const float scale = 1.0f / float(header.maxval);
     auto sampleAt = [&](uint64_t index) {
         // Samples wider than a byte are big-endian.

@@ -32,8 +32,9 @@ struct SceneError : std::runtime_error {
 struct Layer : LayerModel {
     std::string jsonPath;        // e.g. /layers/1
     std::string file;            // image layers: the path resolved against the scene file's folder
-    Image image;                 // image layers: the loaded pixels; empty for the others (the host
-                                 // makes a solid's or null's pixels from its size and colour)
+    Image image;                 // pixels a caller gives the layer directly; empty otherwise: the host
+                                 // decodes an image layer's file, or makes a solid's or null's pixels
+                                 // from its size and colour, when the effect checks the layer out
     std::array<float, 4> color{0, 0, 0, 0};  // solids: r, g, b, a in 0..1
 };
 
@@ -55,7 +56,7 @@ struct Scene {
     RenderSettings render;
 };
 
-// Reads, validates (unknown keys, wrong types, bad ranges) and loads the images; throws SceneError.
+// Reads and validates (unknown keys, wrong types, bad ranges, unreadable images); throws SceneError.
 Scene loadScene(const std::string& path);
 Scene parseScene(const nlohmann::json& doc, const std::string& fileForMessages, const std::string& baseDir);
 // As parseScene, from JSON text (comments allowed); malformed text gives line and column.

@@ -187,13 +187,16 @@ void loadLayerPixels(Layer& layer, const std::string& file, const std::string& b
         const std::string written = layer.file;
         const std::filesystem::path path(written);
         layer.file = (path.is_absolute() || baseDir.empty()) ? written : (std::filesystem::path(baseDir) / path).string();
+        // Only the header now: the host decodes the pixels when the effect first checks the
+        // layer out, so layers the effect never uses cost no memory.
+        ImageSize size;
         try {
-            layer.image = readImage(layer.file);
+            size = readImageSize(layer.file);
         } catch (const ImageError& e) {
             fail(child(place, "file"), "cannot read image '" + written + "': " + (e.problem.empty() ? e.what() : e.problem));
         }
-        layer.width = layer.image.width;
-        layer.height = layer.image.height;
+        layer.width = size.width;
+        layer.height = size.height;
         setDefaultAnchor(layer);
     } catch (const std::bad_alloc&) {
         fail(place, "not enough memory for a " + std::to_string(layer.width) + "x" + std::to_string(layer.height) +

@@ -109,6 +109,11 @@ SPErr acquire(const char* name, int32 version, const void** table)
 {
     FakeHost& host = FakeHost::current();
     const bool hidden = std::find(host.missing.begin(), host.missing.end(), name) != host.missing.end();
+    if (std::find(host.tableless.begin(), host.tableless.end(), name) != host.tableless.end()) {
+        *table = nullptr;
+        host.acquired.push_back(name);
+        return 0;
+    }
     for (const Served& s : kServed) {
         if (!hidden && std::strcmp(s.name, name) == 0 && int32(s.version) == version) {
             *table = s.table;
@@ -143,6 +148,9 @@ FakeHost& FakeHost::current() { return *active; }
 A_Err FakeHost::record(const char* function)
 {
     calls.push_back(function);
+    if (!failingCall.empty() && failingCall == function) {
+        return failingError;
+    }
     return std::exchange(nextError, 0);
 }
 

@@ -7,6 +7,7 @@
 #include "AEO/layer.h"
 #include "AEO/memory.h"
 #include "AEO/stream.h"
+#include "AEO/suite_handler.h"
 #include "aeo/fake_host.h"
 
 #include <gtest/gtest.h>
@@ -154,6 +155,44 @@ TEST(AeoSuites, SuiteSlotKeepsTheAcquisitionErrorUntilTheSuiteArrives)
     EXPECT_EQ(host.released, Names{kAEGPCameraSuite});
 }
 
+// The handler holds every suite it was asked for until it goes, then gives them back in the
+// reverse order of their acquisition; a suite asked for twice is held once.
+TEST(AeoSuites, SuiteHandlerReleasesInReverseOrderOfAcquisition)
+{
+    FakeHost host;
+    {
+        AEO::SuiteHandler suites(&host.basic);
+        EXPECT_NE(suites.get<AEGP_ItemSuite8>().AEGP_GetItemDimensions, nullptr);
+        EXPECT_NE(suites.get<AEGP_LayerSuite6>().AEGP_GetLayerFlags, nullptr);
+        suites.get<AEGP_ItemSuite8>();
+        EXPECT_NE(suites.get<AEGP_StreamSuite4>().AEGP_GetLayerStreamValue, nullptr);
+        EXPECT_EQ(host.acquired, (Names{kAEGPItemSuite, kAEGPLayerSuite, kAEGPStreamSuite}));
+        EXPECT_EQ(host.released, Names{}) << "nothing is given back while the handler lives";
+    }
+    EXPECT_EQ(host.released, (Names{kAEGPStreamSuite, kAEGPLayerSuite, kAEGPItemSuite}));
+}
+
+// A host that answers yes but hands out no table has counted an acquisition all the same:
+// the suite is given back at once, reported as a bad callback, and not given back again.
+TEST(AeoSuites, SuiteHandedOutWithoutATableIsGivenBackAtOnce)
+{
+    FakeHost host;
+    host.tableless = {kAEGPCameraSuite, kPFWorldSuite};
+    {
+        AEO::ScopedSuite<AEGP_CameraSuite2> cameras(&host.basic);
+        EXPECT_EQ(cameras.get(), nullptr);
+        EXPECT_EQ(cameras.error(), PF_Err_BAD_CALLBACK_PARAM);
+        EXPECT_EQ(host.released, Names{kAEGPCameraSuite}) << "given back before the object goes";
+
+        AEO::SuiteSlot<PF_WorldSuite2> worlds(&host.basic);
+        EXPECT_EQ(worlds.get(), nullptr);
+        EXPECT_EQ(worlds.error(), PF_Err_BAD_CALLBACK_PARAM);
+        EXPECT_EQ(host.released, (Names{kAEGPCameraSuite, kPFWorldSuite}));
+    }
+    EXPECT_EQ(host.acquired, (Names{kAEGPCameraSuite, kPFWorldSuite}));
+    EXPECT_EQ(host.released, (Names{kAEGPCameraSuite, kPFWorldSuite})) << "each exactly once";
+}
+
 TEST(AeoValues, LayerItemAndCompositionValuesComeBackPlain)
 {
     FakeHost host;
@@ -217,6 +256,44 @@ TEST(AeoOwnership, NewEffectWorldDisposesWhatItCreated)
         EXPECT_EQ(world.bytesPerPixel(), 0);
     }
     EXPECT_EQ(host.calls, Names{"NewWorld"});
+}
+
+// A world the host made is given back even when a later call on the object failed: here the
+// pixel format cannot be read after the world was made.
+TEST(AeoOwnership, NewEffectWorldIsDisposedWithAnErrorPending)
+{
+    FakeHost host;
+    host.failingCall = "GetPixelFormat";
+    host.failingError = kHostError;
+    {
+        AEO::NewEffectWorld world(&host.inData, 16, 8, PF_PixelFormat_ARGB128);
+        EXPECT_TRUE(world.created());
+        EXPECT_EQ(world.lastError(), kHostError);
+        EXPECT_EQ(world.pixelFormat(), PF_PixelFormat_INVALID);
+        EXPECT_EQ(world.world().width, 16);
+    }
+    EXPECT_EQ(host.calls, (Names{"NewWorld", "GetPixelFormat", "DisposeWorld"}));
+    EXPECT_EQ(host.released, Names{kPFWorldSuite});
+}
+
+// Reading a handle's text locks it for the read and unlocks it again, whichever width.
+TEST(AeoOwnership, ReadingMemoryTextUnlocksWhatItLocked)
+{
+    FakeHost host;
+    const AEGP_MemHandle handle = reinterpret_cast<AEGP_MemHandle>(0x20);
+    {
+        AEO::Memory memory(&host.inData, handle);
+        EXPECT_EQ(memory.utf16Text(), u"Key Light");
+        EXPECT_EQ(host.count("LockMemHandle"), 1);
+        EXPECT_EQ(host.count("UnlockMemHandle"), 1);
+        host.layerName = u"\u4241\u4443";   // read as 8-bit text: "ABCD" on a little-endian host
+        EXPECT_EQ(memory.text(), "ABCD");
+        EXPECT_EQ(host.count("LockMemHandle"), 2);
+        EXPECT_EQ(host.count("UnlockMemHandle"), 2);
+        EXPECT_EQ(memory.lastError(), 0);
+    }
+    EXPECT_EQ(host.freedHandles, 1);
+    EXPECT_EQ(host.calls.back(), "FreeMemHandle") << "unlocked before it is freed";
 }
 
 TEST(AeoOwnership, MemoryFreesItsHandleOnlyWithoutPendingError)

@@ -187,7 +187,8 @@ struct Rendered {
 
 // Renders one frame. `prepare` runs just before the render (fault plans). Every render is
 // checked to leave the host's accounts as they were: what the effect takes during a
-// render it gives back before the command returns, on every path.
+// render it gives back before the command returns, on every path; and to draw no warning
+// from the host.
 inline Rendered renderScene(const SceneSetup& setup, orbhost::FrameRequest request = {},
                             const std::function<void(orbhost::EffectHost&)>& prepare = {})
 {
@@ -210,6 +211,7 @@ inline Rendered renderScene(const SceneSetup& setup, orbhost::FrameRequest reque
         prepare(*r.host);
     const std::vector<orbhost::Imbalance> heldBefore = r.host->liveResources();
     const int attemptsBefore = r.host->state().faultCounters.handleAllocations;
+    const std::size_t warningsBefore = r.host->warnings().size();
     r.result = r.host->renderFrame(request, &r.image);
     r.handleAttempts = r.host->state().faultCounters.handleAllocations - attemptsBefore;
     r.passes = *passes;
@@ -218,6 +220,10 @@ inline Rendered renderScene(const SceneSetup& setup, orbhost::FrameRequest reque
     EXPECT_EQ(record.cmd, PF_Cmd_SMART_RENDER);
     for (const orbhost::Imbalance& i : record.imbalances)
         ADD_FAILURE() << "the render left unbalanced: " << i.what << " (" << i.count << ")";
+    // The host warns of calls it had to refuse, such as checking in a parameter that is not
+    // checked out; whatever failed, a render makes none.
+    for (std::size_t i = warningsBefore; i < r.host->warnings().size(); ++i)
+        ADD_FAILURE() << "the host warned during the render: " << r.host->warnings()[i];
     const std::vector<orbhost::Imbalance> heldAfter = r.host->liveResources();
     EXPECT_EQ(heldAfter.size(), heldBefore.size()) << "the render left resources held";
     for (std::size_t i = 0; i < std::min(heldAfter.size(), heldBefore.size()); ++i)

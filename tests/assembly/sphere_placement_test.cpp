@@ -188,6 +188,7 @@ struct ControlCase {
     std::string name;
     std::string layer;    // the null's transform keys
     Vec3d semiAxes;
+    Axes axes;            // where the sphere's x, y and z axes point in the composition
 };
 
 void PrintTo(const ControlCase& c, std::ostream* os) { *os << c.name; }
@@ -207,24 +208,27 @@ TEST_P(ControlLayer, DrivesCentreOrientationAndSemiAxes)
                       c.layer + " },"));
     ASSERT_EQ(r.result, PF_Err_NONE);
     const ContextSnapshot& x = r.ctx();
-    // The host's own placement of the null is the reference for its axes.
-    const orbhost::Matrix4 layer = orbhost::layerToWorld(r.host->composition().model, 0, 0.0);
     expectNear(row(x.sphereToWorld, 3), {70, 50, 20}, c.name + ": centre");
     expectNear(xyz(x.radius), c.semiAxes, c.name + ": semi-axes");
-    for (int i = 0; i < 3; ++i) {
-        const Vec3d axis{layer[i][0], layer[i][1], layer[i][2]};
-        // An axis scaled to nothing stays as it is: there is no direction to keep.
-        const Vec3d expected = length(axis) > 0 ? normalized(axis) : axis;
-        expectNear(row(x.sphereToWorld, i), expected, c.name + ": axis " + std::to_string(i), 1e-5);
-    }
+    for (int i = 0; i < 3; ++i)
+        expectNear(row(x.sphereToWorld, i), c.axes[i], c.name + ": axis " + std::to_string(i), 1e-5);
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Assembly, ControlLayer,
-    testing::Values(ControlCase{"Unscaled", R"("scale": [100, 100, 100])", {100, 100, 100}},
+    testing::Values(ControlCase{"Unscaled", R"("scale": [100, 100, 100])", {100, 100, 100},
+                                {Vec3d{1, 0, 0}, Vec3d{0, 1, 0}, Vec3d{0, 0, 1}}},
+                    // Turned 20° about z, then 30° about y; the scale leaves the directions alone.
+                    // x: (cos 20°, sin 20°, 0), then (cos 20° cos 30°, sin 20°, −cos 20° sin 30°);
+                    // y: (−sin 20°, cos 20°, 0), then (−sin 20° cos 30°, cos 20°, sin 20° sin 30°);
+                    // z: (sin 30°, 0, cos 30°).
                     ControlCase{"ScaledAndTurned", R"("scale": [150, 80, 120], "rotationY": 30, "rotationZ": 20)",
-                                {150, 80, 120}},
+                                {150, 80, 120},
+                                {Vec3d{0.81379768, 0.34202014, -0.46984631}, Vec3d{-0.29619813, 0.93969262, 0.17101007},
+                                 Vec3d{0.5, 0, 0.86602540}}},
                     // No y extent: the mean scale is 0, so the size falls back to radius 1 with
-                    // the z proportion alone: (0.1, 0.1, 100).
-                    ControlCase{"FlatOnY", R"("scale": [100, 0, 100])", {0.1, 0.1, 100}}),
+                    // the z proportion alone: (0.1, 0.1, 100). The y axis scaled to nothing stays
+                    // as it is: there is no direction to keep.
+                    ControlCase{"FlatOnY", R"("scale": [100, 0, 100])", {0.1, 0.1, 100},
+                                {Vec3d{1, 0, 0}, Vec3d{0, 0, 0}, Vec3d{0, 0, 1}}}),
     [](const auto& info) { return info.param.name; });

@@ -43,6 +43,39 @@ INSTANTIATE_TEST_SUITE_P(
                       Fault{"module_missing", {"--module", "/nonexistent.so"}, "/nonexistent.so"}),
     [](const auto& info) { return std::string(info.param.name); });
 
+// A plan that cannot or did not act says so: a test that relies on a fault must not pass
+// because the fault never happened.
+TEST(CliFaultPlan, AnUnknownSuiteIsRefusedBeforeRendering)
+{
+    TempFolder folder(currentTestTag());
+    folder.write("scene.json", basicSceneText());
+    const ProgramResult run =
+        runProgram({folder.file("scene.json"), "-o", folder.file("out.png"), "--fail-suite", "AEGP Utilty Suite"});
+    EXPECT_EQ(run.exitCode, 2) << run.transcript();
+    EXPECT_NE(run.err.find("orbulon-render: --fail-suite \"AEGP Utilty Suite\": the host serves no suite"), std::string::npos)
+        << run.transcript();
+    EXPECT_NE(run.err.find("AEGP Utility Suite"), std::string::npos) << "lists the names it serves";
+    EXPECT_FALSE(std::filesystem::exists(folder.file("out.png")));
+}
+
+TEST(CliFaultPlan, FaultsThatNeverFiredAreReportedAfterTheRender)
+{
+    TempFolder folder(currentTestTag());
+    folder.write("scene.json", basicSceneText());
+    const ProgramResult run = runProgram({folder.file("scene.json"), "-o", folder.file("out.png"), "--fail",
+                                          "world:100000", "--fail-suite", "AEGP Layer Mask Suite"});
+    EXPECT_EQ(run.exitCode, 0) << run.transcript();
+    EXPECT_TRUE(std::regex_search(run.err, std::regex(R"(warning: --fail world:100000 never fired: only \d+ world creations were made)")))
+        << run.transcript();
+    EXPECT_NE(run.err.find("warning: --fail-suite \"AEGP Layer Mask Suite\" never fired: the effect never asked for that suite"),
+              std::string::npos)
+        << run.transcript();
+
+    const ProgramResult fired =
+        runProgram({folder.file("scene.json"), "-o", folder.file("out2.png"), "--fail-suite", "AEGP Utility Suite"});
+    EXPECT_EQ(fired.err.find("never fired"), std::string::npos) << fired.transcript();
+}
+
 TEST(CliStats, CleanRenderIsBalancedAndReportsThroughput)
 {
     TempFolder folder(currentTestTag());

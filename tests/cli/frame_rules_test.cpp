@@ -7,6 +7,8 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
+#include <sstream>
 
 namespace orbhost::testing {
 namespace {
@@ -176,6 +178,37 @@ TEST_F(FrameRules, OneFrameRangeNeedsNoNumber)
     const ProgramResult run = render({"--frames", "3-3", "-o", folder_.file("still.png")});
     ASSERT_EQ(run.exitCode, 0) << run.transcript();
     EXPECT_EQ(imagesIn(folder_.path()), (std::vector<std::string>{"still.png"}));
+}
+
+// A sequence split into chunks, as a farm or a job array renders it: each machine takes a
+// --frames range into the same folder, a retried chunk skips what is done, and the result is
+// the one-run sequence, byte for byte.
+
+std::string bytesOf(const std::string& path)
+{
+    std::ostringstream bytes;
+    bytes << std::ifstream(path, std::ios::binary).rdbuf();
+    return bytes.str();
+}
+
+TEST_F(FrameRules, ASequenceRenderedInTwoChunksEqualsOneRun)
+{
+    folder_.write("scene.json", sceneWithFrames("[0, 5]"));
+    std::filesystem::create_directories(folder_.file("one"));
+    ASSERT_EQ(render({"-o", folder_.file("one/f_####.png")}).exitCode, 0);
+
+    const std::string chunks = folder_.file("chunks/f_####.png");
+    ASSERT_EQ(render({"--frames", "0-2", "-o", chunks}).exitCode, 0);
+    // The second machine's chunk, retried after it had finished frame 3.
+    ASSERT_EQ(render({"--frames", "3:3", "-o", chunks}).exitCode, 0);
+    const ProgramResult retry = render({"--frames", "3-5", "--skip-existing", "-o", chunks});
+    ASSERT_EQ(retry.exitCode, 0) << retry.transcript();
+
+    const std::vector<std::string> names = imagesIn(folder_.file("one"));
+    ASSERT_EQ(names.size(), 6u);
+    EXPECT_EQ(imagesIn(folder_.file("chunks")), names);
+    for (const std::string& name : names)
+        EXPECT_EQ(bytesOf(folder_.file("chunks/" + name)), bytesOf(folder_.file("one/" + name))) << name;
 }
 
 }  // namespace

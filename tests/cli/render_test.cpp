@@ -95,5 +95,33 @@ TEST(CliSequence, FramesRangeWritesOneNumberedFilePerFrame)
     EXPECT_EQ(written, (std::vector<std::string>{"out_0000.png", "out_0001.png", "out_0002.png"}));
 }
 
+// EXR and TIFF outputs say what they are: the composition's pixel aspect, and the scene, frame
+// and time they were rendered from, as a compositor or a review tool reads them back.
+TEST(CliMetadata, ExrAndTiffCarryPixelAspectSceneFrameAndTime)
+{
+    TempFolder folder(currentTestTag());
+    folder.write("anamorphic.json",
+                 withEdit(withEdit(basicSceneText(), "\"pixelAspect\": 1,", "\"pixelAspect\": 2,"), "\"frames\": [0, 0]",
+                          "\"frames\": [0, 49]"));
+    for (const std::string ext : {".exr", ".tif"}) {
+        const std::string out = folder.file("f" + ext);
+        const ProgramResult run =
+            runProgram({folder.file("anamorphic.json"), "--frame", "10", "--downsample", "8", "-o", out});
+        ASSERT_EQ(run.exitCode, 0) << run.transcript();
+        OIIO::ImageBuf file(out);
+        ASSERT_TRUE(file.init_spec(out, 0, 0)) << out;
+        const OIIO::ImageSpec& spec = file.spec();
+        SCOPED_TRACE(ext);
+        EXPECT_FLOAT_EQ(spec.get_float_attribute("PixelAspectRatio", 0), 2.0f);
+        EXPECT_EQ(spec.get_string_attribute("DocumentName"), "anamorphic");
+        EXPECT_EQ(spec.get_string_attribute("ImageDescription"), "scene anamorphic, frame 10, time 0.4 s")
+            << "frame 10 at 25 frames per second";
+        if (ext == ".exr") {
+            EXPECT_EQ(spec.get_int_attribute("orbulon:frame", -1), 10);
+            EXPECT_FLOAT_EQ(spec.get_float_attribute("orbulon:time", -1), 0.4f);
+        }
+    }
+}
+
 }  // namespace
 }  // namespace orbhost::testing

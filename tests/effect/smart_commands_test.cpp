@@ -80,6 +80,29 @@ TEST(SmartPreRender, ChecksOutTheInputAndMergesItsRectangles)
     }
 }
 
+// The two rectangles are merged each from its own: a checkout whose maximum rectangle reaches
+// beyond its result grows the output's maximum rectangle, not its result rectangle.
+TEST(SmartPreRender, MaximumRectangleGrowsFromTheCheckoutsMaximum)
+{
+    FakeHost host;
+    PF_PreRenderInput input{};
+    input.output_request.rect = rect(0, 0, 64, 48);
+    PF_PreRenderOutput output{};
+    output.result_rect = rect(10, 10, 20, 20);
+    output.max_result_rect = rect(8, 8, 30, 30);
+    PF_PreRenderCallbacks callbacks{};
+    callbacks.checkout_layer = &PreRenderHost::checkoutLayer;
+    PF_PreRenderExtra extra{&input, &output, &callbacks};
+    PreRenderHost::result = PF_CheckoutResult{};
+    PreRenderHost::result.result_rect = rect(12, 5, 18, 25);
+    PreRenderHost::result.max_result_rect = rect(-4, 2, 40, 60);
+    PreRenderHost::error = PF_Err_NONE;
+
+    EXPECT_EQ(host.run(PF_Cmd_SMART_PRE_RENDER, &extra), PF_Err_NONE);
+    expectRect(output.result_rect, rect(10, 5, 20, 25));
+    expectRect(output.max_result_rect, rect(-4, 2, 40, 60));
+}
+
 namespace {
 
 // The output world: 5 x 3 pixels plus 8 bytes of padding per row, filled with 0xAB.

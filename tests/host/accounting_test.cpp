@@ -4,6 +4,10 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
+#include <string>
+#include <vector>
+
 using namespace orbhost;
 using probetest::probeLog;
 using probetest::startProbe;
@@ -63,6 +67,67 @@ INSTANTIATE_TEST_SUITE_P(Probe, Leaks,
                                          LeakCase{"leak_suite", "suite \"PF World Suite\" v2"},
                                          LeakCase{"leak_handle", "handle"}, LeakCase{"leak_world", "world"}),
                          [](const auto& info) { return std::string(info.param.action); });
+
+// Giving back more than was taken is an imbalance too: a negative count, reported for the
+// command that did it.
+TEST(Accounting, AnOverReleaseIsReportedAsANegativeCount)
+{
+    auto host = startProbe("over_release");
+    ASSERT_EQ(host->start(), PF_Err_NONE);
+    Image out;
+    ASSERT_EQ(host->renderFrame({0.0, 8, 1, 1}, &out), PF_Err_NONE);
+    EXPECT_TRUE(lastRecord(*host, PF_Cmd_SMART_PRE_RENDER).imbalances.empty());
+    const CommandRecord& render = lastRecord(*host, PF_Cmd_SMART_RENDER);
+    ASSERT_EQ(render.imbalances.size(), 1u);
+    EXPECT_EQ(render.imbalances[0].what, "suite \"PF World Suite\" v2");
+    EXPECT_EQ(render.imbalances[0].count, -1);
+}
+
+// The difference of two snapshots names each key whose count moved, either way, also one that
+// is missing from either snapshot.
+TEST(Accounting, DifferenceNamesWhatWasLeftHeldAndWhatWasOverReleased)
+{
+    const std::map<std::string, long long> before{{"handle", 2}, {"world", 1}, {"suite", 3}, {"same", 4}};
+    const std::map<std::string, long long> after{{"handle", 3}, {"world", 0}, {"checkout", -1}, {"same", 4}};
+    std::map<std::string, long long> found;
+    for (const Imbalance& i : Accounting::difference(before, after))
+        found[i.what] += i.count;
+    const std::map<std::string, long long> expected{{"handle", 1}, {"world", -1}, {"checkout", -1}, {"suite", -3}};
+    EXPECT_EQ(found, expected);
+}
+
+// The world suite disposes only of a world the effect made with it and has not disposed of yet:
+// a second disposal (through a copy of the record) and a world the host never made are
+// refused, and the count of worlds held stays right.
+TEST(Accounting, AWorldIsDisposedOnceAndOnlyIfTheHostMadeIt)
+{
+    auto host = startProbe();
+    ASSERT_EQ(host->start(), PF_Err_NONE);
+    HostState& s = host->state();
+    ActiveHostScope active(&s);
+    const auto ref = reinterpret_cast<PF_ProgPtr>(&s);
+    const PF_WorldSuite2* worlds = worldSuite();
+
+    PF_EffectWorld world{};
+    ASSERT_EQ(worlds->PF_NewWorld(ref, 4, 3, true, PF_PixelFormat_ARGB32, &world), PF_Err_NONE);
+    EXPECT_EQ(s.accounting.outstanding("world"), 1);
+    const PF_EffectWorld copy = world;
+    EXPECT_EQ(worlds->PF_DisposeWorld(ref, &world), PF_Err_NONE);
+    EXPECT_EQ(s.accounting.outstanding("world"), 0);
+    PF_EffectWorld again = copy;
+    EXPECT_EQ(worlds->PF_DisposeWorld(ref, &again), PF_Err_BAD_CALLBACK_PARAM) << "disposed twice";
+
+    std::vector<PF_Pixel> pixels(12);
+    PF_EffectWorld foreign{};
+    foreign.data = pixels.data();
+    foreign.width = 4, foreign.height = 3, foreign.rowbytes = 4 * sizeof(PF_Pixel);
+    EXPECT_EQ(worlds->PF_DisposeWorld(ref, &foreign), PF_Err_BAD_CALLBACK_PARAM) << "never made by the host";
+    EXPECT_EQ(foreign.data, pixels.data()) << "a refused record is left as it was";
+
+    EXPECT_EQ(s.accounting.outstanding("world"), 0);
+    EXPECT_EQ(s.accounting.total("world (given back)"), 1);
+    EXPECT_EQ(s.worlds.liveCount(), 0u);
+}
 
 TEST(Faults, EachInjectionPointFailsItsCommand)
 {

@@ -1,9 +1,11 @@
 // Layer pixels made only when checked out, at the size the render needs, and the memory a
 // frame is estimated to need before it renders.
+#include "host/core/host_codes.h"
 #include "host/core/layer_pixels.h"
 #include "host/core/memory_estimate.h"
 #include "host/core/scene_binding.h"
 #include "host/scene/scene.h"
+#include "scene/temp_folder.h"
 
 #include <gtest/gtest.h>
 
@@ -47,11 +49,57 @@ TEST(LazyLayerPixels, ADownsampledSolidCostsOnlyItsReducedWorld)
     LayerPixelCache cache;
     const LayerPixels solid = LayerPixels::solid(8192, 8192, {0.2f, 0.4f, 0.6f, 1});
     PF_EffectWorld world{};
-    ASSERT_EQ(cache.makeWorld(worlds, solid, PF_PixelFormat_ARGB32, 16, 16, false, &world), PF_Err_NONE);
+    ASSERT_EQ(cache.makeWorld(worlds, solid, PF_PixelFormat_ARGB32, 16, 16, &world), PF_Err_NONE);
     EXPECT_EQ(world.width, 512);
     EXPECT_EQ(world.height, 512);
-    EXPECT_EQ(cache.cachedBytes(), 512u * 512u * 4u) << "only the reduced rows are kept";
-    worlds.dispose(world.data);
+    EXPECT_EQ(cache.cachedBytes(), 512u * (512u * 4u + kRowPaddingBytes)) << "only the reduced world is kept";
+    cache.clear(worlds);
+    EXPECT_EQ(worlds.liveCount(), 0u);
+}
+
+// An image layer is read from its file when first checked out, reduced to the size the render
+// needs, and the full-size decode is not kept; a file that went bad since the scene was loaded
+// fails that checkout and leaves no world behind.
+TEST(LazyLayerPixels, AnImageFileIsDecodedWhenCheckedOutAndNotKept)
+{
+    orbhost::testing::TempFolder folder("lazy-image");
+    Image gradient;
+    gradient.width = 9, gradient.height = 5;
+    for (int i = 0; i < 45; ++i)
+        gradient.rgba.insert(gradient.rgba.end(), {i / 45.0f, 1 - i / 45.0f, 0.5f, (i % 3) / 2.0f});
+    writeImage(folder.file("g.pam"), gradient, 16);
+    const Image stored = readImage(folder.file("g.pam"));
+
+    WorldRegistry worlds;
+    LayerPixelCache cache;
+    const LayerPixels file = LayerPixels::file(folder.file("g.pam"), 9, 5);
+    const LayerPixels memory(std::make_shared<const Image>(stored));
+    PF_EffectWorld a{}, b{};
+    ASSERT_EQ(cache.makeWorld(worlds, file, PF_PixelFormat_ARGB64, 2, 2, &a), PF_Err_NONE);
+    ASSERT_EQ(cache.makeWorld(worlds, memory, PF_PixelFormat_ARGB64, 2, 2, &b), PF_Err_NONE);
+    ASSERT_EQ(a.width, 5);
+    ASSERT_EQ(a.height, 3);
+    for (int y = 0; y < a.height; ++y)
+        EXPECT_EQ(std::memcmp(reinterpret_cast<char*>(a.data) + y * a.rowbytes,
+                              reinterpret_cast<char*>(b.data) + y * b.rowbytes, std::size_t(a.width) * 8),
+                  0)
+            << "row " << y;
+    EXPECT_EQ(cache.cachedBytes(), 2u * 3u * (5u * 8u + kRowPaddingBytes)) << "only reduced worlds are kept";
+    PF_EffectWorld again{};
+    ASSERT_EQ(cache.makeWorld(worlds, file, PF_PixelFormat_ARGB64, 2, 2, &again), PF_Err_NONE);
+    EXPECT_EQ(again.data, a.data) << "a second checkout shares the kept world";
+    cache.clear(worlds);
+
+    writeImage(folder.file("g.pam"), solidImage(4, 4, 1, 1, 1, 1), 8);
+    PF_EffectWorld c{};
+    try {
+        cache.makeWorld(worlds, file, PF_PixelFormat_ARGB32, 1, 1, &c);
+        ADD_FAILURE() << "a file that changed size since loading was used";
+    } catch (const ImageError& e) {
+        EXPECT_NE(std::string(e.what()).find("now 4x4, not the 9x5"), std::string::npos) << e.what();
+    }
+    EXPECT_EQ(worlds.liveCount(), 0u);
+    EXPECT_EQ(c.data, nullptr);
 }
 
 TEST(LazyLayerPixels, ASolidsWorldMatchesTheWorldOfItsFullImage)
@@ -63,8 +111,8 @@ TEST(LazyLayerPixels, ASolidsWorldMatchesTheWorldOfItsFullImage)
         const LayerPixels lazy = LayerPixels::solid(37, 23, color);
         const LayerPixels full(std::make_shared<const Image>(solidImage(37, 23, color[0], color[1], color[2], color[3])));
         PF_EffectWorld a{}, b{};
-        ASSERT_EQ(cache.makeWorld(worlds, lazy, format, 4, 3, false, &a), PF_Err_NONE);
-        ASSERT_EQ(cache.makeWorld(worlds, full, format, 4, 3, false, &b), PF_Err_NONE);
+        ASSERT_EQ(cache.makeWorld(worlds, lazy, format, 4, 3, &a), PF_Err_NONE);
+        ASSERT_EQ(cache.makeWorld(worlds, full, format, 4, 3, &b), PF_Err_NONE);
         ASSERT_EQ(a.width, b.width);
         ASSERT_EQ(a.height, b.height);
         const std::size_t rowBytes = std::size_t(a.width) * std::size_t(bytesPerPixel(format));
@@ -73,8 +121,7 @@ TEST(LazyLayerPixels, ASolidsWorldMatchesTheWorldOfItsFullImage)
                                   reinterpret_cast<char*>(b.data) + y * b.rowbytes, rowBytes),
                       0)
                 << "row " << y << " (edge blocks are partial)";
-        worlds.dispose(a.data);
-        worlds.dispose(b.data);
+        cache.clear(worlds);
     }
 }
 
@@ -110,4 +157,44 @@ TEST(FrameMemoryEstimate, MaxMemorySizesReadWithUnits)
     EXPECT_FALSE(parseByteSize("8GB"));
     EXPECT_FALSE(parseByteSize("0"));
     EXPECT_FALSE(parseByteSize("lots"));
+}
+
+// Worlds come back from a pool across frames; a reused buffer must still look new: cleared
+// worlds zero, pattern worlds magenta, padding poisoned wherever this world's rows end.
+TEST(WorldPool, ReusedBuffersAreFilledAsNewOnesAndMemoryStaysFlat)
+{
+    WorldRegistry worlds;
+    PF_EffectWorld first{};
+    // 30 x 4 pixels at 4 bytes + 32 padding = 4 rows of 152 bytes; 7 x 8 pixels = 8 rows of 60.
+    ASSERT_EQ(worlds.create(30, 4, PF_PixelFormat_ARGB32, WorldFill::Pattern, true, &first), PF_Err_NONE);
+    std::memset(first.data, 0x5A, std::size_t(first.rowbytes) * 4);
+    const void* buffer = first.data;
+    ASSERT_TRUE(worlds.dispose(buffer));
+    for (const WorldFill fill : {WorldFill::Cleared, WorldFill::Pattern}) {
+        PF_EffectWorld world{};
+        ASSERT_EQ(worlds.create(30, 4, PF_PixelFormat_ARGB32, fill, true, &world), PF_Err_NONE);
+#if !defined(__SANITIZE_ADDRESS__)   // which keeps no spare buffers
+        EXPECT_EQ(world.data, buffer) << "the disposed buffer is reused";
+#endif
+        const auto* bytes = reinterpret_cast<const unsigned char*>(world.data);
+        for (int y = 0; y < 4; ++y)
+            for (int x = 0; x < 30; ++x) {
+                const unsigned char* p = bytes + y * world.rowbytes + x * 4;
+                const PF_Pixel expected = fill == WorldFill::Cleared ? PF_Pixel{0, 0, 0, 0} : PF_Pixel{255, 255, 0, 255};
+                ASSERT_EQ(std::memcmp(p, &expected, 4), 0) << "pixel " << x << "," << y;
+            }
+        for (int y = 0; y < 4; ++y)
+            for (int b = 120; b < world.rowbytes; ++b)
+                ASSERT_EQ(bytes[y * world.rowbytes + b], kPoisonByte) << "row " << y << " padding byte " << b;
+        worlds.dispose(world.data);
+    }
+    for (int frame = 0; frame < 50; ++frame) {
+        PF_EffectWorld a{}, b{};
+        ASSERT_EQ(worlds.create(64, 64, PF_PixelFormat_ARGB128, WorldFill::Overwritten, true, &a), PF_Err_NONE);
+        ASSERT_EQ(worlds.create(64, 64, PF_PixelFormat_ARGB128, WorldFill::Overwritten, true, &b), PF_Err_NONE);
+        worlds.dispose(b.data);
+        worlds.dispose(a.data);
+    }
+    EXPECT_EQ(worlds.liveCount(), 0u);
+    EXPECT_LE(worlds.spareBytes(), 2u * 64u * (64u * 16u + 32u) + 4u * 152u) << "no growth over frames";
 }

@@ -52,6 +52,34 @@ TEST(Protocol, CommandsArriveInTheHostsOrder)
     EXPECT_TRUE(host->warnings().empty()) << host->warnings().front();
 }
 
+// At pre-render the input layer's checkout reports the whole layer at the frame's resolution
+// (a part pixel left over by the downsampling counts) as its largest rectangle, and the
+// request, here that same whole layer, as its result.
+TEST(Protocol, PreRenderCheckoutReportsTheWholeLayerAtTheFramesResolution)
+{
+    struct Case {
+        int downsampleX, downsampleY;
+        const char* line;
+    };
+    const Case cases[] = {
+        {1, 1, "prerender err=0 result=0,0,16,8 max=0,0,16,8"},
+        {2, 2, "prerender err=0 result=0,0,8,4 max=0,0,8,4"},
+        {3, 2, "prerender err=0 result=0,0,6,4 max=0,0,6,4"},
+        {1, 3, "prerender err=0 result=0,0,16,3 max=0,0,16,3"},
+    };
+    for (const Case& c : cases) {
+        auto host = startProbe();
+        ASSERT_EQ(host->start(), PF_Err_NONE);
+        Image out;
+        ASSERT_EQ(host->renderFrame({0.0, 8, c.downsampleX, c.downsampleY}, &out), PF_Err_NONE);
+        const std::string log = probeLog(*host);
+        const auto at = log.find("prerender ");
+        ASSERT_NE(at, std::string::npos) << log;
+        EXPECT_EQ(log.substr(at, log.find('\n', at) - at), c.line)
+            << "downsampled " << c.downsampleX << " x " << c.downsampleY;
+    }
+}
+
 TEST(Protocol, SceneValuesReachTheEffectInItsUnits)
 {
     auto host = startProbe();

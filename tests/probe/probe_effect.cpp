@@ -1,10 +1,11 @@
 // The probe effect: registers one parameter of each common type, logs every command and the
 // values it checks out, and exercises host callbacks on request. PROBE_ACTIONS (read at
 // global set-up) holds comma-separated actions: leak_checkout, leak_suite, leak_handle,
-// leak_world, use_world, iterate_fail; and AEGP calls: aegp_rename (USER_CHANGED_PARAM of
-// "Layer": names the chosen layer after its source when it has no name of its own and sets an
-// expression naming it on "Watched"), aegp_camera (SMART_RENDER logs the effect camera's layer
-// index), aegp_leak (SMART_RENDER keeps an effect reference, a stream and two name handles).
+// leak_world, use_world, iterate_fail, over_release (gives back a suite it never took); and
+// AEGP calls: aegp_rename (USER_CHANGED_PARAM of "Layer": names the chosen layer after its
+// source when it has no name of its own and sets an expression naming it on "Watched"),
+// aegp_camera (SMART_RENDER logs the effect camera's layer index), aegp_leak (SMART_RENDER
+// keeps an effect reference, a stream and two name handles).
 #include "hostapi/host_api.h"
 
 #include <atomic>
@@ -300,6 +301,8 @@ PF_Err smartRender(PF_InData* in, PF_SmartRenderExtra* extra)
         in->pica_basicP->AcquireSuite(kPFWorldSuite, 2, &table);
     if (wants("leak_handle"))
         in->utils->host_new_handle(64);
+    if (wants("over_release"))
+        in->pica_basicP->ReleaseSuite(kPFWorldSuite, 2);
     if (wants("leak_world") || wants("use_world")) {
         if (in->pica_basicP->AcquireSuite(kPFWorldSuite, 2, &table))
             return PF_Err_BAD_CALLBACK_PARAM;
@@ -339,6 +342,12 @@ PF_Err preRender(PF_InData* in, PF_PreRenderExtra* extra)
                                                  in->current_time, in->time_step, in->time_scale, &result);
     extra->output->result_rect = result.result_rect;
     extra->output->max_result_rect = result.max_result_rect;
+    const PF_LRect& r = result.result_rect;
+    const PF_LRect& m = result.max_result_rect;
+    char line[160];
+    std::snprintf(line, sizeof line, "prerender err=%d result=%d,%d,%d,%d max=%d,%d,%d,%d", int(err), int(r.left),
+                  int(r.top), int(r.right), int(r.bottom), int(m.left), int(m.top), int(m.right), int(m.bottom));
+    logLine(line);
     return err;
 }
 

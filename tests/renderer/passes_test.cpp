@@ -74,6 +74,107 @@ INSTANTIATE_TEST_SUITE_P(
         PassCase{"CameraSettingsWithTheCamerasSwitchOn", camera(true), {{"Depth Of Field", R"("Camera Settings")"}}, 16, true}),
     [](const auto& info) { return info.param.name; });
 
+namespace {
+
+// A world suite that notes, in order, the worlds the effect makes (pixel pointer and format)
+// and gives back (pixel pointer); everything else is the host's own.
+struct WorldLog {
+    std::vector<std::pair<const void*, PF_PixelFormat>> made;
+    std::vector<const void*> disposed;
+};
+WorldLog gWorldLog;
+
+PF_WorldSuite2 recordingWorldSuite()
+{
+    PF_WorldSuite2 t = *orbhost::worldSuite();
+    t.PF_NewWorld = [](PF_ProgPtr ref, A_long width, A_long height, PF_Boolean clear, PF_PixelFormat format,
+                       PF_EffectWorld* world) -> PF_Err {
+        const PF_Err err = orbhost::worldSuite()->PF_NewWorld(ref, width, height, clear, format, world);
+        if (!err)
+            gWorldLog.made.emplace_back(world->data, format);
+        return err;
+    };
+    t.PF_DisposeWorld = [](PF_ProgPtr ref, PF_EffectWorld* world) -> PF_Err {
+        const void* data = world ? world->data : nullptr;
+        const PF_Err err = orbhost::worldSuite()->PF_DisposeWorld(ref, world);
+        if (!err)
+            gWorldLog.disposed.push_back(data);
+        return err;
+    };
+    return t;
+}
+
+const PF_WorldSuite2 kRecordingWorlds = recordingWorldSuite();
+
+// The bytes of a world's rows, padding included, folded into one number.
+std::uint64_t digestOf(const PF_EffectWorld& world)
+{
+    std::uint64_t h = 14695981039346656037ull;
+    const auto* bytes = reinterpret_cast<const unsigned char*>(world.data);
+    for (std::size_t i = 0; bytes && i < std::size_t(world.rowbytes) * std::size_t(world.height); ++i)
+        h = (h ^ bytes[i]) * 1099511628211ull;
+    return h;
+}
+
+class PassWorlds : public AssemblyTest {};
+
+} // namespace
+
+// With depth of field the four worlds are made in slot order, two at the output's depth and two
+// 8-bit, and given back in the reverse order: 3, 2, 1, 0.
+TEST_F(PassWorlds, MadeInSlotOrderAndGivenBackInReverse)
+{
+    for (auto [depth, format] : {std::pair{8, PF_PixelFormat_ARGB32}, std::pair{16, PF_PixelFormat_ARGB64},
+                                 std::pair{32, PF_PixelFormat_ARGB128}}) {
+        SCOPED_TRACE(std::to_string(depth) + " bits");
+        gWorldLog = {};
+        const Rendered r = renderScene(sceneWith({{"Depth Of Field", R"("On")"}}, camera(false)), {0, depth, 1, 1},
+                                       [](orbhost::EffectHost& host) {
+                                           host.provideSuite(kPFWorldSuite, kPFWorldSuiteVersion2, &kRecordingWorlds);
+                                       });
+        ASSERT_EQ(r.result, PF_Err_NONE);
+        ASSERT_EQ(r.passes.size(), 2u);
+        ASSERT_EQ(gWorldLog.made.size(), 4u);
+        const PF_PixelFormat formats[4] = {format, format, PF_PixelFormat_ARGB32, PF_PixelFormat_ARGB32};
+        for (int i = 0; i < 4; ++i)
+            EXPECT_EQ(gWorldLog.made[i].second, formats[i]) << "slot " << i;
+        const std::vector<const void*> reverse{gWorldLog.made[3].first, gWorldLog.made[2].first,
+                                               gWorldLog.made[1].first, gWorldLog.made[0].first};
+        EXPECT_EQ(gWorldLog.disposed, reverse);
+    }
+}
+
+// The buffered pass fills the four worlds before the gather pass starts, and only the gather
+// pass writes the output. Seen by the host just before each pass: by the second the worlds
+// have changed and the output has not.
+TEST_F(PassWorlds, TheBufferedPassRunsBeforeTheGatherPass)
+{
+    using Digests = std::array<std::uint64_t, 5>;   // the four pass worlds, then the output
+    auto seen = std::make_shared<std::vector<Digests>>();
+    const Rendered r = renderScene(
+        sceneWith({{"Depth Of Field", R"("On")"}}, camera(false)), {0, 8, 1, 1}, [seen](orbhost::EffectHost& host) {
+            auto previous = host.state().config.iterateObserver;
+            host.state().config.iterateObserver = [previous, seen](const void* refcon, A_long iterations) {
+                if (previous)
+                    previous(refcon, iterations);
+                const auto& ctx = *static_cast<const RenderContext*>(refcon);
+                Digests d{};
+                for (int i = 0; i < 4; ++i)
+                    d[std::size_t(i)] = ctx.passWorlds[i] ? digestOf(*ctx.passWorlds[i]) : 0;
+                d[4] = ctx.outputWorld ? digestOf(*ctx.outputWorld) : 0;
+                seen->push_back(d);
+            };
+        });
+    ASSERT_EQ(r.result, PF_Err_NONE);
+    ASSERT_EQ(seen->size(), 2u);
+    const Digests& before1 = (*seen)[0];
+    const Digests& before2 = (*seen)[1];
+    for (int i = 0; i < 4; ++i)
+        EXPECT_NE(before1[std::size_t(i)], before2[std::size_t(i)]) << "world " << i << " not written by the first pass";
+    EXPECT_EQ(before1[4], before2[4]) << "the first pass wrote the output";
+    EXPECT_EQ(pixelAt(r.image, 80, 60).a, 1.0) << "the second pass draws the sphere";
+}
+
 // The same lit frame at the three depths: float keeps the shaded values as they are (above 1
 // where emission and light add up); 8 and 16 bits scale by 255 and 32768, clamp and truncate.
 // The texture is white, which every depth holds exactly; the light gives the hues.

@@ -142,6 +142,56 @@ Levels bruteForceArea(TestWorld<Pixel>& world, int width, int height, PF_Fixed x
     return {a, sr / a, sg / a, sb / a};
 }
 
+// Float boxes of more than 64 pixels read the table; the pixels that carry alpha may all lie in
+// the box's last column (or last row), partly or wholly covered. Each box is checked against
+// brute force with everything else transparent.
+TEST(AreaSampleFloat, ContentInTheLastColumnOrRowOfALargeBoxCounts) {
+    constexpr int width = 120, height = 90;
+    struct Box {
+        double u, v, rx, ry;
+    };
+    const Box boxes[] = {
+        {40, 10, 35, 2},        // 71 x 5 pixels, the last column half covered
+        {40.5, 10, 35, 2},      // the last column wholly covered
+        {50, 12.3, 40.2, 1.1},  // fractional edges
+        {10, 40, 2, 35},        // tall: 5 x 71, the last row half covered
+        {10.2, 40.5, 1.4, 30},  // tall, the last row wholly covered
+    };
+    for (const Box& box : boxes) {
+        for (bool lastColumn : {true, false}) {
+            const double centre = lastColumn ? box.u : box.v, r = lastColumn ? box.rx : box.ry;
+            const int size = lastColumn ? width : height;
+            // The last pixel along the axis that the box overlaps.
+            int last = 0;
+            for (int i = 0; i < size; ++i)
+                if (std::min(centre + r, i + 0.5) > std::max(centre - r, i - 0.5)) last = i;
+            TestWorld<PF_PixelFloat> world(width, height);
+            world.fill({0, 200, 200, 200});
+            for (int k = 0; k < (lastColumn ? height : width); ++k) {
+                if (lastColumn)
+                    world.set(last, k, {180, 10, 20, 30});
+                else
+                    world.set(k, last, {180, 10, 20, 30});
+            }
+            AreaTableCache cache;
+            const PF_Fixed x = fixedFrom(box.u), y = fixedFrom(box.v), xr = fixedFrom(box.rx), yr = fixedFrom(box.ry);
+            PF_PixelFloat out{};
+            ASSERT_EQ(sampleArea(cache, world.world(), x, y, xr, yr, PF_Quality_HI, &out), PF_Err_NONE);
+            const Levels want = bruteForceArea(world, width, height, x, y, xr, yr);
+            const Levels got = levelsOf(out);
+            const std::string what = std::string(lastColumn ? "column " : "row ") + std::to_string(last) +
+                                     " of the box at (" + std::to_string(box.u) + ", " + std::to_string(box.v) +
+                                     ") radii " + std::to_string(box.rx) + ", " + std::to_string(box.ry);
+            ASSERT_GT(want.a, 0.0) << what;
+            const double tol = Depth<PF_PixelFloat>::tolerance / Depth<PF_PixelFloat>::perLevel;
+            EXPECT_NEAR(got.a, want.a, tol) << what;
+            EXPECT_NEAR(got.r, 10, tol) << what;
+            EXPECT_NEAR(got.g, 20, tol) << what;
+            EXPECT_NEAR(got.b, 30, tol) << what;
+        }
+    }
+}
+
 unsigned testSeed() {
     if (const char* s = std::getenv("ORBULON_TEST_SEED")) return static_cast<unsigned>(std::strtoul(s, nullptr, 10));
     return std::random_device{}();

@@ -128,7 +128,7 @@ TEST(SceneParse, ImageLayersLoadRelativeToTheSceneFolder)
     EXPECT_EQ(image.file, folder.file("tex/a.pam"));
     EXPECT_EQ(image.width, 6);
     EXPECT_EQ(image.height, 3);
-    EXPECT_EQ(image.image.rgba[1], 1.0f);
+    EXPECT_TRUE(image.image.rgba.empty()) << "the pixels are decoded when the effect checks the layer out";
 }
 
 TEST(SceneParse, ExampleSceneLoads)
