@@ -102,55 +102,68 @@ build_win64() {
     cmake --build "$WIN64"
 }
 
-# Sanitizer builds (cmake/sanitizers.cmake): every test but the Wine ones, then one frame of
+# Sanitizer builds (cmake/sanitizers.cmake): the tests but the Wine ones, then one frame of
 # every example scene at each bit depth on 8 iterate threads. Reports go to files as well as
 # failing their test, because a test that runs orbulon-render and expects it to fail would
 # otherwise take a sanitizer's exit for the failure it wanted; any report fails the run.
-sanitize_build() {   # KIND (address | thread) DIR
-    cmake -S "$ROOT" -B "$2" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DORBULON_SANITIZE="$1"
-    cmake --build "$2" -j "$(nproc)"
+sanitize_build() {   # KIND (address | thread) DIR [TARGETS...]
+    local kind=$1 dir=$2
+    shift 2
+    cmake -S "$ROOT" -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DORBULON_SANITIZE="$kind"
+    if (($#)); then
+        cmake --build "$dir" -j "$(nproc)" --target "$@"
+    else
+        cmake --build "$dir" -j "$(nproc)"
+    fi
 }
 
-sanitize_run() {   # KIND DIR [CTEST ARGS...]
-    local kind=$1 dir=$2 failed=0 entry scene frame depth ext
+sanitize_run() (   # KIND DIR [CTEST ARGS...]; a subshell, so that its settings stay in it
+    kind=$1 dir=$2 failed=0
     shift 2
-    local logs
     logs=$(mktemp -d)
+    out=$(mktemp -d)
+    trap 'rm -rf "$logs" "$out"' EXIT
     export ASAN_OPTIONS="halt_on_error=1:detect_leaks=1:log_path=$logs/asan"
     export UBSAN_OPTIONS="halt_on_error=1:print_stacktrace=1:log_path=$logs/ubsan"
+    export LSAN_OPTIONS="suppressions=$ROOT/tests/sanitizers/lsan.supp"
     export TSAN_OPTIONS="halt_on_error=1:second_deadlock_stack=1:log_path=$logs/tsan"
-    # ThreadSanitizer's shadow memory layout does not fit a kernel that randomises more than
-    # 28 bits of mmap addresses; such a kernel runs it without address randomisation.
-    local prefix=()
-    if [[ $kind == thread && $(cat /proc/sys/vm/mmap_rnd_bits 2>/dev/null || echo 28) -gt 28 ]]; then
-        prefix=(setarch "$(uname -m)" -R)
+    TSAN_OPTIONS+=":suppressions=$ROOT/tests/sanitizers/tsan.supp"
+    prefix=()
+    if [[ $kind == thread ]]; then
+        # OpenImageIO's worker threads are invisible to ThreadSanitizer (the library is not
+        # built with it): every pixel they decode reads as a race, and weighing each one makes a
+        # texture load take minutes. One thread keeps the library's work on the calling thread.
+        export OPENIMAGEIO_THREADS=1
+        # ThreadSanitizer's memory layout does not fit a kernel that randomises more than 28
+        # bits of mmap addresses; there it runs without address randomisation.
+        if (($(cat /proc/sys/vm/mmap_rnd_bits 2>/dev/null || echo 28) > 28)); then
+            prefix=(setarch "$(uname -m)" -R)
+        fi
     fi
     "${prefix[@]}" ctest --test-dir "$dir" --output-on-failure -j "$(nproc)" -E '^wine\.' "$@" || failed=1
-    local out
-    out=$(mktemp -d)
     for scene in scenes/*.json; do
         # The frame the gallery shows for the scene, where it has one: the scene's feature at work.
         frame=0
         for entry in "${GALLERY[@]}"; do
-            [[ ${entry%% *} == $(basename "${scene%.json}") ]] && frame=$(cut -d' ' -f2 <<<"$entry")
+            if [[ ${entry%% *} == $(basename "${scene%.json}") ]]; then
+                frame=$(cut -d' ' -f2 <<<"$entry")
+            fi
         done
         for depth in 8 16 32; do
             ext=png
-            [[ $depth == 32 ]] && ext=exr
-            echo "$kind: $scene frame $frame at $depth bits"
+            if [[ $depth == 32 ]]; then ext=exr; fi
+            echo "$kind: $scene, frame $frame, $depth bits"
             "${prefix[@]}" "$dir/orbulon-render" "$scene" --frame "$frame" --bit-depth "$depth" --threads 8 \
                 --downsample 4 -q -o "$out/render.$ext" || failed=1
         done
     done
-    rm -rf "$out"
     if compgen -G "$logs/*" >/dev/null; then
         echo "Sanitizer reports ($kind):" >&2
         cat "$logs"/* >&2
         failed=1
     fi
-    rm -rf "$logs"
-    return $failed
-}
+    exit $failed
+)
 
 # libFuzzer (cmake/fuzzing.cmake, tests/fuzz/): each target runs on a scratch copy of its seed
 # corpus, so what the fuzzer adds stays out of the repository. Crashing inputs are kept in
@@ -173,8 +186,10 @@ fuzz_run() {   # SECONDS
         [[ -f tests/fuzz/$target.dict ]] && dict=(-dict="tests/fuzz/$target.dict")
         echo "Fuzzing $target for $seconds s"
         ASAN_OPTIONS="detect_leaks=1" UBSAN_OPTIONS="print_stacktrace=1" \
+            LSAN_OPTIONS="suppressions=$ROOT/tests/sanitizers/lsan.supp" \
             "$FUZZ_DIR/tests/fuzz/${target}_fuzz" "$work/corpus" "${dict[@]}" -max_total_time="$seconds" \
-            -timeout=20 -rss_limit_mb=4096 -print_final_stats=1 -artifact_prefix="out/fuzz/$target/" || failed=1
+            -timeout=20 -rss_limit_mb=4096 -print_funcs=0 -print_final_stats=1 \
+            -artifact_prefix="out/fuzz/$target/" || failed=1
         rm -rf "$work"
     done
     return $failed

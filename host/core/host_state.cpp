@@ -3,6 +3,7 @@
 #include "host/sampling/area_table.h"
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <cmath>
 #include <cstring>
@@ -25,9 +26,20 @@ void HostState::note(const std::string& text) const
         (config.log ? *config.log : std::cerr) << "[host] " << text << '\n';
 }
 
+namespace {
+std::atomic<void (*)(const std::string&)> gWarningObserver{nullptr};
+}
+
+void setWarningObserver(void (*observer)(const std::string& text))
+{
+    gWarningObserver = observer;
+}
+
 void HostState::warn(const std::string& text)
 {
     warnings.push_back(text);
+    if (auto observer = gWarningObserver.load())
+        observer(text);
     (config.log ? *config.log : std::cerr) << "warning: " << text << '\n';
 }
 

@@ -88,7 +88,7 @@ struct HostState {
 
     // Helpers used by the callbacks.
     void note(const std::string& text) const;         // verbose only
-    void warn(const std::string& text);               // always
+    void warn(const std::string& text);               // always; also to the warning observer
     // Effect times are the effect layer's time: composition seconds − its in point.
     A_long toTime(double compSeconds) const;                  // → effect time in timeScale units
     double toSeconds(A_long time, A_u_long scale) const;      // effect time → composition seconds
@@ -160,5 +160,9 @@ const AEGP_MemorySuite1* aegpMemorySuite();
 // Registers the suites the host implements (world, sampling, param utils, ANSI, handle, the
 // AEGP suites, and error-only tables for suites that are acquired but not used).
 void registerHostSuites(HostState& host);
+
+// Called with the text of every warning of every host in the process, besides each host's own
+// log: test programs make an unexpected warning a failure. Null: no observer.
+void setWarningObserver(void (*observer)(const std::string& text));
 
 } // namespace orbhost

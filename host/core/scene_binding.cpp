@@ -233,7 +233,10 @@ void bindScene(EffectHost& host, const Scene& scene)
         throw BindError(problems);
 
     host.setComposition(compositionFromScene(scene));
-    for (auto& [index, track] : bound) {
+    // Not a structured binding: clang before 16 cannot capture one in a lambda.
+    for (const auto& entry : bound) {
+        const int index = entry.first;
+        const std::shared_ptr<ParamTrack> track = entry.second;
         const ParamDefinition param = host.params()[std::size_t(index)];
         host.setParamValues(index, [param, track, names](double seconds) {
             const json value = holdsValue(param.def.param_type) ? heldValueAt(*track, seconds)

@@ -96,7 +96,11 @@ const OIIO::ImageSpec& checkedHeader(const std::string& path, OIIO::ImageBuf& fi
 
 ImageSize oiioSize(const std::string& path)
 {
-    OIIO::ImageBuf file(path);
+    // With a configuration the ImageBuf opens the file itself; without one it asks OpenImageIO's
+    // shared image cache, which keeps a header by file name and reports a file rewritten in place
+    // at its old size.
+    const OIIO::ImageSpec config;
+    OIIO::ImageBuf file(path, 0, 0, nullptr, &config);
     const OIIO::ImageSpec& imageFormat = checkedHeader(path, file);
     return {imageFormat.width, imageFormat.height};
 }

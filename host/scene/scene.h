@@ -20,6 +20,10 @@ namespace orbhost {
 // Largest downsample factor a scene may ask for, per axis.
 inline constexpr int kMaxDownsample = 16;
 
+// The pixel aspects a composition may have. The host hands them to effects in thousandths
+// (PF_RationalScale), which cannot hold much less or much more.
+inline constexpr double kMinPixelAspect = 0.01, kMaxPixelAspect = 100.0;
+
 // Message "FILE: /json/pointer: problem"; the pointer (RFC 6901) is left out for problems of
 // the file as a whole, and malformed JSON gives "FILE: line L, column C: problem".
 struct SceneError : std::runtime_error {

@@ -28,6 +28,7 @@ void parseComposition(const json& doc, const JsonPlace& root, Scene& scene)
     scene.height = readInt(requireKey(comp, place, "height"), child(place, "height"), 1, kMaxImageSide);
     if (const json* v = findKey(comp, "pixelAspect")) {
         scene.pixelAspect = readPositive(*v, child(place, "pixelAspect"));
+        readNumberIn(*v, child(place, "pixelAspect"), kMinPixelAspect, kMaxPixelAspect);
     }
     if (const json* v = findKey(comp, "frameRate")) {
         scene.frameRate = readPositive(*v, child(place, "frameRate"));

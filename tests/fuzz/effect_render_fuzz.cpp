@@ -8,6 +8,7 @@
 #include "fuzz_bytes.h"
 #include "host/core/effect_host.h"
 #include "host/core/effect_module.h"
+#include "host/scene/scene.h"
 
 #include <algorithm>
 #include <array>
@@ -199,9 +200,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         config.applId = kAppIdPremierePro;
 
     Composition comp;
-    static const double aspects[] = {1.0, 0.9, 1.2, 2.0, 0.5, 4.0 / 3.0, 1e-3, 1e3};
+    // Any pixel aspect a scene file may give (scene.h).
+    static const double aspects[] = {1.0, 0.9, 1.2, 2.0, 0.5, 4.0 / 3.0, kMinPixelAspect, kMaxPixelAspect};
     comp.model.width = kWidth, comp.model.height = kHeight;
-    comp.model.pixelAspect = in.pick(4) ? in.oneOf(aspects) : in.positive();
+    comp.model.pixelAspect = in.pick(4) ? in.oneOf(aspects) : in.within(kMinPixelAspect, kMaxPixelAspect);
     comp.model.frameRate = kFrameRate, comp.model.duration = kDuration;
 
     // Top to bottom: camera, lights, control null, the effect's layer, texture, reflection.

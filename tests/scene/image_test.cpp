@@ -250,6 +250,26 @@ TEST(ImageFiles, FilesWithoutAlphaReadAsOpaque)
     }
 }
 
+// A file replaced at the same path is read as it is now, header and pixels alike: a program
+// that loads scenes more than once must not see an old size for a new image (found by the
+// image_reader fuzz target, where OpenImageIO's shared cache answered with the first file's size).
+TEST(ImageFiles, FileRewrittenInPlaceIsReadAnew)
+{
+    testing::TempFolder folder("rewritten");
+    for (const char* name : {"t.png", "t.exr", "t.tif"}) {
+        const std::string path = folder.file(name);
+        writeImage(path, solidImage(8, 4, 1, 0, 0, 1), 16);
+        ASSERT_EQ(readImageSize(path).width, 8) << name;
+        writeImage(path, solidImage(3, 5, 0, 1, 0, 1), 16);
+        const ImageSize size = readImageSize(path);
+        EXPECT_EQ(size.width, 3) << name;
+        EXPECT_EQ(size.height, 5) << name;
+        const Image image = readImage(path);
+        EXPECT_EQ(image.width, 3) << name;
+        EXPECT_EQ(image.height, 5) << name;
+    }
+}
+
 #endif  // ORBULON_WITH_OIIO
 
 }  // namespace

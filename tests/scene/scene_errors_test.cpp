@@ -73,6 +73,9 @@ const BadScene kBadScenes[] = {
     {"width fractional", R"({"composition": {"width": 10.5}})", "/composition/width", "whole number"},
     {"missing height", R"({"composition": {"height": null}})", "/composition", "missing required key 'height'"},
     {"pixel aspect zero", R"({"composition": {"pixelAspect": 0}})", "/composition/pixelAspect", "greater than 0"},
+    // Found by the effect_render fuzz target: the host's thousandths overflowed.
+    {"pixel aspect huge", R"({"composition": {"pixelAspect": 1e300}})", "/composition/pixelAspect", "between 0.01 and 100"},
+    {"pixel aspect tiny", R"({"composition": {"pixelAspect": 0.001}})", "/composition/pixelAspect", "between 0.01 and 100"},
     {"frame rate negative", R"({"composition": {"frameRate": -25}})", "/composition/frameRate", "greater than 0"},
     {"duration zero", R"({"composition": {"duration": 0}})", "/composition/duration", "greater than 0"},
     {"unknown composition key", R"({"composition": {"fps": 25}})", "/composition/fps", "unknown key 'fps'"},
