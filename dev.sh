@@ -198,7 +198,7 @@ fuzz_run() {   # SECONDS
         ASAN_OPTIONS="detect_leaks=1" UBSAN_OPTIONS="print_stacktrace=1" \
             LSAN_OPTIONS="suppressions=$ROOT/tests/sanitizers/lsan.supp" \
             "$FUZZ_DIR/tests/fuzz/${target}_fuzz" "$work/corpus" "${dict[@]}" -max_total_time="$seconds" \
-            -timeout=20 -rss_limit_mb=4096 -verbosity=0 -print_final_stats=1 \
+            -timeout=20 -rss_limit_mb=4096 -verbosity=0 -print_funcs=0 -print_final_stats=1 \
             -artifact_prefix="out/fuzz/$target/" || failed=1
         rm -rf "$work"
     done
