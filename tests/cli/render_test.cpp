@@ -110,15 +110,15 @@ TEST(CliMetadata, ExrAndTiffCarryPixelAspectSceneFrameAndTime)
         ASSERT_EQ(run.exitCode, 0) << run.transcript();
         OIIO::ImageBuf file(out);
         ASSERT_TRUE(file.init_spec(out, 0, 0)) << out;
-        const OIIO::ImageSpec& spec = file.spec();
+        const OIIO::ImageSpec& header = file.nativespec();
         SCOPED_TRACE(ext);
-        EXPECT_FLOAT_EQ(spec.get_float_attribute("PixelAspectRatio", 0), 2.0f);
-        EXPECT_EQ(spec.get_string_attribute("DocumentName"), "anamorphic");
-        EXPECT_EQ(spec.get_string_attribute("ImageDescription"), "scene anamorphic, frame 10, time 0.4 s")
+        EXPECT_FLOAT_EQ(header.get_float_attribute("PixelAspectRatio", 0), 2.0f);
+        EXPECT_EQ(header.get_string_attribute("DocumentName"), "anamorphic");
+        EXPECT_EQ(header.get_string_attribute("ImageDescription"), "scene anamorphic, frame 10, time 0.4 s")
             << "frame 10 at 25 frames per second";
         if (ext == ".exr") {
-            EXPECT_EQ(spec.get_int_attribute("orbulon:frame", -1), 10);
-            EXPECT_FLOAT_EQ(spec.get_float_attribute("orbulon:time", -1), 0.4f);
+            EXPECT_EQ(header.get_int_attribute("orbulon:frame", -1), 10);
+            EXPECT_FLOAT_EQ(header.get_float_attribute("orbulon:time", -1), 0.4f);
         }
     }
 }
