@@ -360,8 +360,8 @@ int main(int argc, char** argv)
         // The progress line goes to a terminal only, so that logs and pipes stay clean.
         const bool progress = !quiet && cli::stderrIsTerminal() && lastFrame > firstFrame;
         cli::ProgressLine progressLine(std::cerr, lastFrame - firstFrame + 1);
-        long long pixels = 0;
-        int failures = 0, rendered = 0;
+        RunFigures figures;
+        int failures = 0;
         for (int f = firstFrame; f <= lastFrame; ++f) {
             if (skipExisting && std::filesystem::exists(cli::framePath(outputPath, f))) {
                 if (progress)
@@ -380,14 +380,14 @@ int main(int argc, char** argv)
                 ++failures;
                 continue;
             }
-            pixels += (long long)image.width * image.height;
+            figures.renderedPixels += (long long)image.width * image.height;
             try {
                 orbcli::writeImageSafely(path, image, request.bitDepth, {scene.pixelAspect, sceneName, f, request.seconds});
             } catch (const std::exception& e) {
                 std::cerr << "orbulon-render: " << e.what() << '\n';
                 return kExitFailure;
             }
-            ++rendered;
+            figures.peakAfterFrame.push_back(peakMemoryBytes());
             if (progress)
                 progressLine.frameDone(f);
         }
@@ -403,12 +403,12 @@ int main(int argc, char** argv)
         for (const Imbalance& live : host.liveResources())
             if ((live.what == "handle" || live.what == "world") && !quiet)
                 std::cerr << kMessagePrefix << "warning: at unload the effect still holds " << live.count << ' ' << live.what << "(s)\n";
-        const double wallSeconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+        figures.wallSeconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
         if (stats)
-            printStats(std::cout, host, pixels, wallSeconds, rendered);
+            printStats(std::cout, host, figures);
         if (!statsJson.empty()) {
             try {
-                writeStatsJson(statsJson, host, pixels, wallSeconds, rendered);
+                writeStatsJson(statsJson, host, figures);
             } catch (const std::exception& e) {
                 cli::printMessage(std::cerr, e.what());
                 return kExitFailure;

@@ -94,9 +94,9 @@ Summary summarize(const EffectHost& host, long long renderedPixels, int frames)
 
 } // namespace
 
-void printStats(std::ostream& out, const EffectHost& host, long long renderedPixels, double wallSeconds, int frames)
+void printStats(std::ostream& out, const EffectHost& host, const RunFigures& run)
 {
-    const Summary s = summarize(host, renderedPixels, frames);
+    const Summary s = summarize(host, run.renderedPixels, run.frames());
     char line[200];
     std::snprintf(line, sizeof line, "%-24s %6s %10s %10s %10s %10s\n", "command", "calls", "total ms", "median ms",
                   "min ms", "max ms");
@@ -130,24 +130,37 @@ void printStats(std::ostream& out, const EffectHost& host, long long renderedPix
         std::snprintf(line, sizeof line, "pixels per second (smart render): %.0f\n", s.pixelsPerSecond);
         out << line;
     }
-    std::snprintf(line, sizeof line, "frames: %d, wall time: %.3f s, peak memory: %.1f MiB\n", frames, wallSeconds,
-                  double(peakMemoryBytes()) / (1024.0 * 1024.0));
+    std::snprintf(line, sizeof line, "frames: %d, wall time: %.3f s, peak memory: %.1f MiB\n", run.frames(),
+                  run.wallSeconds, double(peakMemoryBytes()) / (1024.0 * 1024.0));
     out << line;
+    if (run.frames() > 1) {
+        out << "peak memory after frame";
+        const auto after = [&](int n) {
+            std::snprintf(line, sizeof line, "%s %d: %.1f MiB", n > 1 ? "," : "", n,
+                          double(run.peakAfterFrame[std::size_t(n - 1)]) / (1024.0 * 1024.0));
+            out << line;
+        };
+        int n = 1;
+        for (; n < run.frames(); n *= 10)
+            after(n);
+        after(run.frames());
+        out << '\n';
+    }
 }
 
-void writeStatsJson(const std::string& path, const EffectHost& host, long long renderedPixels, double wallSeconds,
-                    int frames)
+void writeStatsJson(const std::string& path, const EffectHost& host, const RunFigures& run)
 {
-    const Summary s = summarize(host, renderedPixels, frames);
+    const Summary s = summarize(host, run.renderedPixels, run.frames());
     const auto ms = [](const Spread& spread) {
         return nlohmann::json{{"count", spread.seconds.size()}, {"total_ms", spread.total() * 1000},
                               {"median_ms", spread.median() * 1000}, {"min_ms", spread.min() * 1000},
                               {"max_ms", spread.max() * 1000}};
     };
     nlohmann::json doc;
-    doc["frames"] = frames;
-    doc["wall_seconds"] = wallSeconds;
+    doc["frames"] = run.frames();
+    doc["wall_seconds"] = run.wallSeconds;
     doc["peak_memory_bytes"] = peakMemoryBytes();
+    doc["peak_memory_after_frame_bytes"] = run.peakAfterFrame;
     doc["pixels_per_second"] = s.pixelsPerSecond;
     doc["commands"] = nlohmann::json::object();
     for (const auto& [cmd, spread] : s.commands) {

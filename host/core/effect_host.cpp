@@ -479,7 +479,7 @@ PF_Err EffectHost::renderFrame(const FrameRequest& request, Image* output)
         err = runCommand(s, PF_Cmd_SMART_RENDER, nullptr, nullptr, &renderExtra);
         if (output) {
             if (!err && s.outputWorld)
-                *output = imageFromWorld(*s.outputWorld, pixelFormatForDepth(request.bitDepth));
+                *output = imageFromWorldBeforeDisposal(*s.outputWorld, pixelFormatForDepth(request.bitDepth));
             else
                 *output = solidImage(renderRequest.rect.right, renderRequest.rect.bottom, 0, 0, 0,
                                      0);   // a failed or empty render is transparent

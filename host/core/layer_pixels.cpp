@@ -4,9 +4,15 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <cstring>
 #include <new>
 #include <tuple>
+
+#if defined(__linux__)
+#include <sys/mman.h>
+#include <unistd.h>
+#endif
 
 namespace orbhost {
 namespace {
@@ -78,11 +84,11 @@ void storeLayer(const LayerPixels& pixels, int fx, int fy, PF_EffectWorld& world
 }
 
 template <class Pixel>
-void loadPixels(const PF_EffectWorld& world, Image& image)
+void loadPixels(const PF_EffectWorld& world, Image& image, int firstRow, int endRow)
 {
     constexpr float fullScale = float(PixelTraits<Pixel>::fullScale);
     const auto* base = reinterpret_cast<const unsigned char*>(world.data);
-    for (int y = 0; y < world.height; ++y) {
+    for (int y = firstRow; y < endRow; ++y) {
         const auto* row = reinterpret_cast<const Pixel*>(base + std::size_t(y) * world.rowbytes);
         for (int x = 0; x < world.width; ++x) {
             float* out = &image.rgba[(std::size_t(y) * world.width + x) * 4];
@@ -166,7 +172,41 @@ Image imageFromWorld(const PF_EffectWorld& world, PF_PixelFormat format)
     image.width = world.width;
     image.height = world.height;
     image.rgba.resize(std::size_t(world.width) * world.height * 4);
-    withPixelType(format, [&](auto pixel) { loadPixels<decltype(pixel)>(world, image); });
+    withPixelType(format, [&](auto pixel) { loadPixels<decltype(pixel)>(world, image, 0, world.height); });
+    return image;
+}
+
+Image imageFromWorldBeforeDisposal(const PF_EffectWorld& world, PF_PixelFormat format)
+{
+    const std::size_t worldBytes = std::size_t(world.rowbytes) * std::size_t(std::max<A_long>(world.height, 0));
+    if (worldBytes < kReleaseWhileCopyingBytes || world.width <= 0)
+        return imageFromWorld(world, format);
+#if defined(__linux__)
+    const std::size_t page = std::size_t(sysconf(_SC_PAGESIZE));
+    auto* base = reinterpret_cast<unsigned char*>(world.data);
+    auto* released = reinterpret_cast<unsigned char*>((reinterpret_cast<std::uintptr_t>(base) + page - 1) / page * page);
+#endif
+    Image image;
+    image.width = world.width;
+    image.height = world.height;
+    // Reserved but not yet touched: the image takes memory only as its rows are written.
+    image.rgba.reserve(std::size_t(world.width) * world.height * 4);
+    constexpr int kRowsPerStep = 32;
+    for (int y = 0; y < world.height; y += kRowsPerStep) {
+        const int end = std::min<int>(world.height, y + kRowsPerStep);
+        image.rgba.resize(std::size_t(world.width) * end * 4);
+        withPixelType(format, [&](auto pixel) { loadPixels<decltype(pixel)>(world, image, y, end); });
+#if defined(__linux__)
+        // Whole pages of rows already copied go back to the system; a later world reusing
+        // this buffer gets them again as zero pages, which every fill overwrites.
+        auto* copied = base + std::size_t(end) * std::size_t(world.rowbytes);
+        auto* limit = reinterpret_cast<unsigned char*>(reinterpret_cast<std::uintptr_t>(copied) / page * page);
+        if (limit > released) {
+            madvise(released, std::size_t(limit - released), MADV_DONTNEED);
+            released = limit;
+        }
+#endif
+    }
     return image;
 }
 

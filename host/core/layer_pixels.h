@@ -52,4 +52,13 @@ private:
 // The world's pixels as an image (8-bit / 255, 16-bit / 32768, float as stored).
 Image imageFromWorld(const PF_EffectWorld& world, PF_PixelFormat format);
 
+// Worlds from this size up give their memory back while imageFromWorldBeforeDisposal copies
+// them: a 3840x2160 float frame is then not held twice at the end of a render. Smaller ones
+// keep their pages, which a later frame reuses without the system clearing them again.
+constexpr std::size_t kReleaseWhileCopyingBytes = std::size_t(64) << 20;
+
+// imageFromWorld for a world that is disposed right after and whose pixels no one reads again:
+// a large world's pages are released behind the copy.
+Image imageFromWorldBeforeDisposal(const PF_EffectWorld& world, PF_PixelFormat format);
+
 } // namespace orbhost

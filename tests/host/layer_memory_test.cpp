@@ -198,3 +198,29 @@ TEST(WorldPool, ReusedBuffersAreFilledAsNewOnesAndMemoryStaysFlat)
     EXPECT_EQ(worlds.liveCount(), 0u);
     EXPECT_LE(worlds.spareBytes(), 2u * 64u * (64u * 16u + 32u) + 4u * 152u) << "no growth over frames";
 }
+
+// A frame past kReleaseWhileCopyingBytes is copied out in steps that give the copied rows'
+// pages back; the image must still be the one a plain copy makes, whatever the row padding.
+TEST(OutputImage, ALargeFrameCopiedBeforeDisposalEqualsAPlainCopy)
+{
+    for (RowLayout layout : {RowLayout::Padded, RowLayout::OffPixel}) {
+        WorldRegistry worlds;
+        worlds.setRowLayout(layout);
+        PF_EffectWorld world{};
+        // 2113 x 2011 float pixels: 68 MB, rows not a whole number of pages, height not a
+        // whole number of copy steps.
+        ASSERT_EQ(worlds.create(2113, 2011, PF_PixelFormat_ARGB128, WorldFill::Overwritten, true, &world), PF_Err_NONE);
+        ASSERT_GE(std::size_t(world.rowbytes) * world.height, kReleaseWhileCopyingBytes);
+        for (A_long y = 0; y < world.height; ++y) {
+            auto* row = reinterpret_cast<PF_PixelFloat*>(reinterpret_cast<char*>(world.data) + y * std::size_t(world.rowbytes));
+            for (A_long x = 0; x < world.width; ++x)
+                row[x] = {float(x % 7) / 7, float(x) / 2113, float(y) / 2011, float((x + y) % 5)};
+        }
+        const Image plain = imageFromWorld(world, PF_PixelFormat_ARGB128);
+        const Image streamed = imageFromWorldBeforeDisposal(world, PF_PixelFormat_ARGB128);
+        EXPECT_EQ(streamed.width, plain.width);
+        EXPECT_EQ(streamed.height, plain.height);
+        EXPECT_TRUE(streamed.rgba == plain.rgba);
+        EXPECT_TRUE(worlds.dispose(world.data));
+    }
+}
