@@ -6,11 +6,12 @@
 #   ./dev.sh gallery                   install what is missing, build, render the example scenes into docs/gallery/
 #   ./dev.sh build                     build both targets only
 #   ./dev.sh deps                      install the Debian packages the build and tests need
-#   ./dev.sh bench [--runs N] [--json FILE]
+#   ./dev.sh bench [--runs N] [--frames N] [--json FILE]
 #                                      build, time the benchmark scenes (scenes/bench/) with Orbulon and the
 #                                      zero kernel on 1 and 2 threads, print the table (tools/bench/bench.py)
 #   ./dev.sh sanitize [--ci]           build build/asan (ASan + UBSan) and build/tsan (TSan), run the tests and
-#                                      render every example scene under them; --ci: the subset CI runs
+#                                      render every example scene under them; --ci: the subset CI runs, with
+#                                      ASan + UBSan in build/fuzz
 #   ./dev.sh fuzz [SECONDS]            build build/fuzz (clang, libFuzzer) and run every fuzz target SECONDS (60) each
 set -euo pipefail
 cd "$(dirname "$0")"
@@ -179,10 +180,14 @@ sanitize_run() (   # KIND DIR [TEST PROGRAMS...]; a subshell, so that its settin
 # corpus, so what the fuzzer adds stays out of the repository. Crashing inputs are kept in
 # out/fuzz/TARGET/; one that shows a fault belongs in tests/fuzz/regressions/TARGET/.
 FUZZ_DIR=$ROOT/build/fuzz
-fuzz_build() {
+fuzz_build() {   # [TARGETS...] (default: the fuzz targets)
     cmake -S "$ROOT" -B "$FUZZ_DIR" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
         -DCMAKE_CXX_COMPILER=clang++ -DORBULON_FUZZ=ON
-    cmake --build "$FUZZ_DIR" -j "$(nproc)" --target fuzz_targets
+    if (($#)); then
+        cmake --build "$FUZZ_DIR" -j "$(nproc)" --target "$@"
+    else
+        cmake --build "$FUZZ_DIR" -j "$(nproc)" --target fuzz_targets
+    fi
 }
 
 fuzz_run() {   # SECONDS
@@ -264,15 +269,19 @@ case "$cmd" in
     sanitize)
         install_missing
         failed=0
-        sanitize_build address "$ROOT/build/asan"
         if [[ ${1:-} == --ci ]]; then
-            # CI's share (README, "Sanitizers and fuzzing"): everything under ASan and UBSan;
-            # under TSan the host's tests and the example renders, which run the effect's passes
-            # on the iterate pool's threads, without building the other test programs.
+            # CI's share (README, "Sanitizers and fuzzing"). ASan and UBSan run in the fuzz
+            # tree, which clang builds with both, so that CI compiles the host and the effect
+            # once for them and for the fuzzers: the host's, the command line's and the effect's
+            # tests and the example renders. Under TSan the host's tests and the example
+            # renders, which run the effect's passes on the iterate pool's threads.
+            fuzz_build orbulon-render orbulon_effect host_tests cli_tests effect_tests
             sanitize_build thread "$ROOT/build/tsan" orbulon-render orbulon_effect host_tests
-            sanitize_run address "$ROOT/build/asan" || failed=1
+            sanitize_run address "$FUZZ_DIR" tests/host/host_tests tests/cli/cli_tests tests/effect/effect_tests \
+                || failed=1
             sanitize_run thread "$ROOT/build/tsan" tests/host/host_tests || failed=1
         else
+            sanitize_build address "$ROOT/build/asan"
             sanitize_build thread "$ROOT/build/tsan"
             sanitize_run address "$ROOT/build/asan" || failed=1
             sanitize_run thread "$ROOT/build/tsan" || failed=1
@@ -285,7 +294,7 @@ case "$cmd" in
         fuzz_run "${1:-60}"
         ;;
     *)
-        echo "usage: $0 render [SCENE.json] [-o OUT] | test | gallery | build | deps | bench [--runs N] [--json FILE] | sanitize [--ci] | fuzz [SECONDS]" >&2
+        echo "usage: $0 render [SCENE.json] [-o OUT] | test | gallery | build | deps | bench [--runs N] [--frames N] [--json FILE] | sanitize [--ci] | fuzz [SECONDS]" >&2
         exit 2
         ;;
 esac

@@ -32,6 +32,10 @@ list(APPEND ORBULON_SANITIZER_FLAGS -fno-omit-frame-pointer)
 # -ffp-contract=off -fno-fast-math (shell/CMakeLists.txt), so its pixels stay the ones the
 # golden-image tests expect.
 add_compile_options(${ORBULON_SANITIZER_FLAGS})
+# For code that behaves differently under AddressSanitizer (GCC says so itself, clang 14 does not).
+if(ORBULON_SANITIZE STREQUAL "address")
+  add_compile_definitions(ORBULON_ADDRESS_SANITIZER=1)
+endif()
 # GCC's flow analysis misreads the sanitizers' added checks and warns of uninitialised values
 # in the standard library (std::regex, std::function); the plain build keeps the warning.
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")

@@ -98,7 +98,7 @@ bool WorldRegistry::dispose(const void* data)
     // Enough for every world of a large frame (output, layers, depth-of-field buffers) to come
     // back for the next one; beyond it buffers are freed. Under AddressSanitizer nothing is
     // kept, so that an effect writing to a world it disposed is caught.
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(ORBULON_ADDRESS_SANITIZER)
     constexpr std::size_t kMaxSpareBytes = 0;
 #else
     constexpr std::size_t kMaxSpareBytes = std::size_t(1) << 30;

@@ -173,7 +173,7 @@ TEST(WorldPool, ReusedBuffersAreFilledAsNewOnesAndMemoryStaysFlat)
     for (const WorldFill fill : {WorldFill::Cleared, WorldFill::Pattern}) {
         PF_EffectWorld world{};
         ASSERT_EQ(worlds.create(30, 4, PF_PixelFormat_ARGB32, fill, true, &world), PF_Err_NONE);
-#if !defined(__SANITIZE_ADDRESS__)   // which keeps no spare buffers
+#if !defined(ORBULON_ADDRESS_SANITIZER)   // which keeps no spare buffers
         EXPECT_EQ(world.data, buffer) << "the disposed buffer is reused";
 #endif
         const auto* bytes = reinterpret_cast<const unsigned char*>(world.data);

@@ -1,0 +1,30 @@
+// A long render in one process: every frame of scenes/long_run.json, a thousand of them, with
+// the camera, a shadow-casting spot light, depth of field, fog and two texture layers moving.
+// After every frame the host checks that the effect gave back everything it took and prints
+// what it did not; a run that stays silent kept every account balanced to the end.
+#include "cli/cli_scene.h"
+#include "cli/run_program.h"
+#include "scene/temp_folder.h"
+
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+
+#include <fstream>
+
+namespace orbhost::testing {
+
+TEST(LongRun, AThousandFramesKeepEveryAccountBalanced)
+{
+    const TempFolder folder(currentTestTag());
+    const ProgramResult r = runProgram({ORBULON_SOURCE_DIR "/scenes/long_run.json", "--downsample", "4", "-o",
+                                        folder.file("f_####.pam"), "--stats-json", folder.file("stats.json")});
+    ASSERT_EQ(r.exitCode, 0) << r.transcript();
+    EXPECT_EQ(r.err, "") << "a warning or an unbalanced account";
+    const nlohmann::json stats = nlohmann::json::parse(std::ifstream(folder.file("stats.json")));
+    EXPECT_EQ(stats["frames"], 1000);
+    EXPECT_EQ(stats["peak_memory_after_frame_bytes"].size(), 1000u);
+    EXPECT_EQ(stats["commands"]["SMART_RENDER"]["count"], 1000);
+}
+
+} // namespace orbhost::testing
