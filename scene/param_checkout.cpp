@@ -19,7 +19,8 @@ PF_Err ParamCheckout::checkout()
 {
     std::memset(&param_, 0, sizeof param_);
     held_ = false;
-    if (!inData_ || !inData_->inter.checkout_param) {
+    // Without checkin_param a checkout could never be given back: none is made.
+    if (!inData_ || !inData_->inter.checkout_param || !inData_->inter.checkin_param) {
         return PF_Err_BAD_CALLBACK_PARAM;
     }
     const PF_Err err = inData_->inter.checkout_param(inData_->effect_ref, index_, inData_->current_time,

@@ -1,6 +1,8 @@
 // One handler per effect command that does something; EntryPointFunc dispatches to them.
 // Every handler gets non-null in_data and out_data. A handler may throw an A_long host
-// error (a missing suite); EntryPointFunc turns it into the command's result.
+// error (a missing suite) or std::bad_alloc; EntryPointFunc turns either into the command's
+// result (the error, or PF_Err_OUT_OF_MEMORY), and anything else into
+// PF_Err_INTERNAL_STRUCT_DAMAGED.
 #pragma once
 #include "hostapi/host_api.h"
 

@@ -3,6 +3,8 @@
 #include "shell/entry_point.h"
 #include "shell/commands.h"
 
+#include <new>
+
 namespace {
 
 bool usesHostRecords(PF_Cmd cmd)
@@ -54,6 +56,13 @@ extern "C" PF_Err EntryPointFunc(PF_Cmd cmd, PF_InData* in_data, PF_OutData* out
     } catch (A_long& thrown) {
         // Host error codes thrown by suite handlers (a missing suite) become the result.
         err = thrown;
+    } catch (const std::bad_alloc&) {
+        // The standard library's allocations (names, expression text) meet a full heap: the
+        // host's own code for it. Everything held is given back by the handlers' destructors.
+        err = PF_Err_OUT_OF_MEMORY;
+    } catch (...) {
+        // Nothing may unwind into the host, whose frames know nothing of C++ exceptions.
+        err = PF_Err_INTERNAL_STRUCT_DAMAGED;
     }
     return err;
 }

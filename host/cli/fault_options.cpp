@@ -2,6 +2,8 @@
 
 #include "host/core/host_state.h"
 
+#include <algorithm>
+#include <iterator>
 #include <set>
 
 namespace orbcli {
@@ -33,6 +35,9 @@ constexpr FaultKind kKinds[] = {
     {"checkout", "parameter checkouts", &FaultPlan::failCheckout, &orbhost::FaultCounters::checkouts},
     {"stream", "stream reads", &FaultPlan::failStreamRead, &orbhost::FaultCounters::streamReads},
     {"param_ui", "parameter UI updates", &FaultPlan::failParamUiUpdate, &orbhost::FaultCounters::paramUiUpdates},
+    {"host_world", "output and layer worlds", &FaultPlan::failHostWorld, &orbhost::FaultCounters::hostWorlds},
+    {"junk_checkout", "parameter checkouts", &FaultPlan::junkCheckout, &orbhost::FaultCounters::checkouts},
+    {"mistyped_checkout", "parameter checkouts", &FaultPlan::mistypedCheckout, &orbhost::FaultCounters::checkouts},
 };
 
 }  // namespace
@@ -49,6 +54,48 @@ bool planFault(const std::string& text, FaultPlan& plan)
             return true;
         }
     return false;
+}
+
+bool planNullPointer(const std::string& name, FaultPlan& plan)
+{
+    bool known = std::any_of(std::begin(orbhost::kNullablePointers), std::end(orbhost::kNullablePointers),
+                             [&](const char* n) { return name == n; });
+    // "params[N]": one entry of params[].
+    if (name.starts_with("params[") && name.ends_with("]")) {
+        int index = 0;
+        const std::string number = name.substr(7, name.size() - 8);
+        known = number == "0" || parsePositive(number, &index);
+    }
+    if (known)
+        plan.nullPointers.insert(name);
+    return known;
+}
+
+std::string nullPointerNames()
+{
+    std::string list;
+    for (const char* name : orbhost::kNullablePointers)
+        list += std::string(list.empty() ? "" : ", ") + name;
+    return list + ", params[N]";
+}
+
+bool planOldSuite(const std::string& text, FaultPlan& plan)
+{
+    const auto colon = text.rfind(':');
+    int newest = 0;
+    if (colon == std::string::npos || colon == 0 || !parsePositive(text.substr(colon + 1), &newest))
+        return false;
+    plan.newestSuiteVersions[text.substr(0, colon)] = newest;
+    return true;
+}
+
+bool planRowLayout(const std::string& text, FaultPlan& plan)
+{
+    if (text == "padded") plan.rowLayout = orbhost::RowLayout::Padded;
+    else if (text == "off-pixel") plan.rowLayout = orbhost::RowLayout::OffPixel;
+    else if (text == "wide") plan.rowLayout = orbhost::RowLayout::Wide;
+    else return false;
+    return true;
 }
 
 std::string unknownSuiteProblem(const orbhost::EffectHost& host, const std::vector<std::string>& names)
@@ -80,6 +127,10 @@ std::vector<std::string> faultsNeverFired(const orbhost::EffectHost& host)
     for (const std::string& name : state.faults.unavailableSuites)
         if (!state.faultCounters.refusedSuites.contains(name))
             lines.push_back("--fail-suite \"" + name + "\" never fired: the effect never asked for that suite");
+    for (const auto& [name, newest] : state.faults.newestSuiteVersions)
+        if (!state.faultCounters.olderSuites.contains(name))
+            lines.push_back("--old-suite \"" + name + ":" + std::to_string(newest) +
+                            "\" never fired: the effect never asked for a newer version");
     return lines;
 }
 

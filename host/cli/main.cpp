@@ -167,7 +167,9 @@ int main(int argc, char** argv)
     int frame = -1, bitDepth = 0, threads = 0;
     bool describe = false, about = false, stats = false, verbose = false, uiState = false, sweep = false;
     bool skipExisting = false;
-    std::vector<std::string> failSuites, failNth;
+    std::vector<std::string> failSuites, failNth, nullPointers, oldSuites;
+    std::string rowBytes;
+    bool unclampedParams = false;
     app.add_option("scene", scenePath, "Scene file (JSON)");
     app.failure_message([](const CLI::App*, const CLI::Error& e) {
         return std::string(kMessagePrefix) + e.what() + " (see --help)\n";
@@ -202,6 +204,11 @@ int main(int argc, char** argv)
     app.add_flag("--ui-state", uiState, "Print greyed-out and hidden parameters, expressions and layer names after the render");
     app.add_option("--fail-suite", failSuites, "Make the basic suite refuse this suite (repeatable)");
     app.add_option("--fail", failNth, std::string("Make the Nth attempt fail: ") + orbcli::kFailKinds);
+    app.add_option("--null", nullPointers, "Hand the effect a null pointer there, e.g. in_data.utils (repeatable)");
+    app.add_option("--old-suite", oldSuites, "Serve suite NAME only up to version V: NAME:V (repeatable)");
+    app.add_option("--row-bytes", rowBytes, "Row layout of every world: padded, off-pixel or wide");
+    app.add_flag("--unclamped-params", unclampedParams,
+                 "Pass scene values outside a parameter's range (and \"nan\", \"inf\", \"-inf\") to the effect");
     app.add_flag("--command-sweep", sweep, "Send every command number 0..40 and print the answers");
     try {
         app.parse(argc, argv);
@@ -219,6 +226,23 @@ int main(int argc, char** argv)
             return kExitUsage;
         }
     }
+    for (const std::string& name : nullPointers) {
+        if (!orbcli::planNullPointer(name, faults)) {
+            std::cerr << "orbulon-render: --null " << name << ": expected one of " << orbcli::nullPointerNames() << '\n';
+            return kExitUsage;
+        }
+    }
+    for (const std::string& text : oldSuites) {
+        if (!orbcli::planOldSuite(text, faults)) {
+            std::cerr << "orbulon-render: --old-suite " << text << ": expected NAME:VERSION, e.g. \"AEGP Layer Suite:11\"\n";
+            return kExitUsage;
+        }
+    }
+    if (!rowBytes.empty() && !orbcli::planRowLayout(rowBytes, faults)) {
+        std::cerr << "orbulon-render: --row-bytes " << rowBytes << ": expected padded, off-pixel or wide\n";
+        return kExitUsage;
+    }
+    faults.unclampedParams = unclampedParams;
     if (!describe && !about && !renders && !sweep) {
         std::cerr << "orbulon-render: give a scene and -o OUTPUT (or --describe / --about)\n";
         return kExitUsage;

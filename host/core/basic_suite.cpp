@@ -25,6 +25,12 @@ SPErr acquireSuite(const char* name, int32 version, const void** suite)
         host->note(std::string("suite made unavailable: \"") + name + "\" v" + std::to_string(version));
         return kSPSuiteNotFoundError;
     }
+    if (auto newest = host->faults.newestSuiteVersions.find(name);
+        newest != host->faults.newestSuiteVersions.end() && version > newest->second) {
+        host->faultCounters.olderSuites.insert(name);
+        host->note(std::string("suite newer than this host: \"") + name + "\" v" + std::to_string(version));
+        return kSPSuiteNotFoundError;
+    }
     auto it = host->suites.find({name, int(version)});
     if (it == host->suites.end()) {
         host->note(std::string("suite not provided: \"") + name + "\" v" + std::to_string(version));

@@ -9,6 +9,7 @@
 #include <cmath>
 #include <cstring>
 #include <numeric>
+#include <set>
 #include <stdexcept>
 #include <string>
 
@@ -100,6 +101,51 @@ void fillOutData(HostState& s)
     out.num_params = A_long(s.params.size());
 }
 
+// The pointers FaultPlan::nullPointers names, nulled in what the command is about to get.
+void breakPointers(HostState& s, PF_Cmd cmd, PF_ParamDef**& params, void*& extra)
+{
+    const std::set<std::string>& nulls = s.faults.nullPointers;
+    if (nulls.empty())
+        return;
+    PF_InData& in = s.inData;
+    using UtilSlot = void (*)(_PF_UtilCallbacks&);
+    static const std::pair<const char*, UtilSlot> utilSlots[] = {
+        {"utils.host_new_handle", [](_PF_UtilCallbacks& u) { u.host_new_handle = nullptr; }},
+        {"utils.host_lock_handle", [](_PF_UtilCallbacks& u) { u.host_lock_handle = nullptr; }},
+        {"utils.host_unlock_handle", [](_PF_UtilCallbacks& u) { u.host_unlock_handle = nullptr; }},
+        {"utils.host_dispose_handle", [](_PF_UtilCallbacks& u) { u.host_dispose_handle = nullptr; }},
+        {"utils.host_get_handle_size", [](_PF_UtilCallbacks& u) { u.host_get_handle_size = nullptr; }},
+        {"utils.iterate_generic", [](_PF_UtilCallbacks& u) { u.iterate_generic = nullptr; }},
+        {"utils.ansi.strcpy", [](_PF_UtilCallbacks& u) { u.ansi.strcpy = nullptr; }},
+        {"utils.ansi.sprintf", [](_PF_UtilCallbacks& u) { u.ansi.sprintf = nullptr; }},
+    };
+    s.brokenUtils = *utilCallbacks();
+    for (const auto& [name, clear] : utilSlots)
+        if (nulls.contains(name)) {
+            clear(s.brokenUtils);
+            in.utils = &s.brokenUtils;
+        }
+    if (nulls.contains("in_data.utils")) in.utils = nullptr;
+    if (nulls.contains("in_data.pica_basicP")) in.pica_basicP = nullptr;
+    if (nulls.contains("in_data.effect_ref")) in.effect_ref = nullptr;
+    if (nulls.contains("in_data.inter")) in.inter = {};
+    if (nulls.contains("inter.add_param")) in.inter.add_param = nullptr;
+    if (nulls.contains("inter.checkout_param")) in.inter.checkout_param = nullptr;
+    if (nulls.contains("inter.checkin_param")) in.inter.checkin_param = nullptr;
+    // params points into uiParamPointers, which ends with a null entry.
+    for (std::size_t i = 0; params && i + 1 < s.uiParamPointers.size(); ++i)
+        if (nulls.contains("params[" + std::to_string(i) + "]"))
+            params[i] = nullptr;
+    if (nulls.contains("params")) params = nullptr;
+    if (extra && nulls.contains("extra.cb")) {
+        if (cmd == PF_Cmd_SMART_PRE_RENDER)
+            static_cast<PF_PreRenderExtra*>(extra)->cb = nullptr;
+        if (cmd == PF_Cmd_SMART_RENDER)
+            static_cast<PF_SmartRenderExtra*>(extra)->cb = nullptr;
+    }
+    if (nulls.contains("extra")) extra = nullptr;
+}
+
 // Moves a handle between "handle" (the effect's to give back within the command) and the
 // per-purpose account the host keeps for data it carries between commands.
 void reclassifyHandle(HostState& s, PF_Handle handle, const std::string& account, bool toAccount)
@@ -129,6 +175,8 @@ PF_Err runCommand(HostState& s, PF_Cmd cmd, PF_ParamDef** params, PF_LayerDef* o
     s.currentCmd = cmd;
     fillInData(s, cmd);
     fillOutData(s);
+    breakPointers(s, cmd, params, extra);
+    s.worlds.setRowLayout(s.faults.rowLayout);
     // Handles the host carries between commands for the effect are accounted apart; at
     // set-down they return to the effect's account so that disposing them balances.
     const auto before = s.accounting.outstandingSnapshot();

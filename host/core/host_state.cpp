@@ -102,6 +102,10 @@ PF_Err HostState::checkOutLayerWorld(int layerIndex, PF_EffectWorld* world)
     const LayerModel* layer = modelLayer(layerIndex);
     if (!layer || !composition.pixels[std::size_t(layerIndex)])
         return PF_Err_NONE;
+    if (injectFault(faultCounters.hostWorlds, faults.failHostWorld)) {
+        note("injected failure: pixels of layer " + std::to_string(layerIndex));
+        return PF_Err_OUT_OF_MEMORY;
+    }
     try {
         const auto start = std::chrono::steady_clock::now();
         const PF_Err err = layerPixels.makeWorld(worlds, composition.pixels[std::size_t(layerIndex)],

@@ -71,6 +71,7 @@ struct HostState {
     FrameRequest frame;
     A_u_long timeScale = 25;
     A_long timeStep = 1;
+    _PF_UtilCallbacks brokenUtils{};           // in_data->utils with the slots FaultPlan::nullPointers names
     std::vector<PF_ParamDef> uiParams;         // params[] of the UI command in progress
     std::vector<PF_ParamDef*> uiParamPointers;
     std::vector<ParamCheckoutRecord> paramCheckouts;

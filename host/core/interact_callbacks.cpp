@@ -3,7 +3,9 @@
 #include "host/core/host_state.h"
 #include "host/core/unsupported_slots.h"
 
+#include <cstdint>
 #include <cstring>
+#include <random>
 
 namespace orbhost {
 namespace {
@@ -35,6 +37,16 @@ PF_Err addParam(PF_ProgPtr ref, PF_ParamIndex index, PF_ParamDefPtr def)
     return PF_Err_NONE;
 }
 
+// What a host with a stray write or an uninitialised record hands back: bytes that change
+// from attempt to attempt but are the same in every run.
+void fillWithJunk(int attempt, PF_ParamDef* param)
+{
+    std::minstd_rand junk{std::uint32_t(attempt)};
+    auto* bytes = reinterpret_cast<unsigned char*>(param);
+    for (std::size_t i = 0; i < sizeof *param; ++i)
+        bytes[i] = static_cast<unsigned char>(junk() >> 7);
+}
+
 bool pointsIntoParams(const HostState& host, const PF_ParamDef* p)
 {
     if (host.uiParams.empty())
@@ -51,8 +63,11 @@ PF_Err checkoutParam(PF_ProgPtr ref, PF_ParamIndex index, A_long time, A_long ti
         return PF_Err_BAD_CALLBACK_PARAM;
     if (index < 0 || index >= PF_ParamIndex(host->params.size()))
         return PF_Err_INVALID_INDEX;
-    if (injectFault(host->faultCounters.checkouts, host->faults.failCheckout)) {
+    const int attempt = ++host->faultCounters.checkouts;
+    if (attempt == host->faults.failCheckout) {
         host->note("injected failure: checkout_param " + std::to_string(index));
+        if (host->faults.junkInFailedCheckouts)
+            fillWithJunk(attempt, param);
         return host->faults.injectedError;
     }
     const double seconds = host->toSeconds(time, timeScale);
@@ -67,6 +82,14 @@ PF_Err checkoutParam(PF_ProgPtr ref, PF_ParamIndex index, A_long time, A_long ti
             host->note("layer parameter " + std::to_string(index) +
                        " read with checkout_param in SMART_RENDER, without a checkout_layer in PRE_RENDER: "
                        "allowed; the host serves its pixels at the time asked for");
+    }
+    if (attempt == host->faults.junkCheckout) {
+        host->note("injected junk: checkout_param " + std::to_string(index));
+        fillWithJunk(attempt, param);
+    }
+    if (attempt == host->faults.mistypedCheckout) {
+        host->note("injected wrong type: checkout_param " + std::to_string(index));
+        param->param_type = param->param_type == PF_Param_LAYER ? PF_Param_FLOAT_SLIDER : PF_Param_LAYER;
     }
     host->paramCheckouts.push_back(record);
     host->accounting.take("parameter checkout");

@@ -80,6 +80,8 @@ const char* paramTypeName(PF_ParamType type)
 PF_Fixed toFixed(double value)
 {
     const double scaled = std::round(value * 65536.0);
+    if (std::isnan(scaled))
+        return 0;   // 16.16 has no NaN; a host sends something, and 0 is as good as any
     return PF_Fixed(std::clamp(scaled, -2147483648.0, 2147483647.0));
 }
 

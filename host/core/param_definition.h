@@ -54,7 +54,7 @@ void writeParamValue(const ParamDefinition& param, const ParamValue& value, doub
 // false for types without a range.
 bool validRange(const ParamDefinition& param, double* low, double* high);
 
-// 16.16 from a double, rounded to nearest.
+// 16.16 from a double, rounded to nearest, saturated; NaN gives 0.
 PF_Fixed toFixed(double value);
 
 } // namespace orbhost

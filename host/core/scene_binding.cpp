@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <limits>
 #include <memory>
 
 namespace orbhost {
@@ -69,10 +70,26 @@ std::string closestName(const std::string& name, const std::vector<ParamDefiniti
     return " (did you mean \"" + best->name + "\"?)";
 }
 
-// Converts one key value; returns an empty string or the problem.
+// "nan", "inf" and "-inf", which JSON cannot write as numbers; false for any other value.
+bool specialNumber(const json& value, double* number)
+{
+    if (!value.is_string())
+        return false;
+    const std::string text = value.get<std::string>();
+    if (text == "nan")
+        *number = std::numeric_limits<double>::quiet_NaN();
+    else if (text == "inf" || text == "-inf")
+        *number = text == "inf" ? std::numeric_limits<double>::infinity() : -std::numeric_limits<double>::infinity();
+    else
+        return false;
+    return true;
+}
+
+// Converts one key value; returns an empty string or the problem. Unclamped, values outside
+// the valid range (and "nan", "inf", "-inf") pass as they are.
 // `layerNames` are the layers' display names, top to bottom.
 std::string convert(const ParamDefinition& param, const json& value, const std::vector<LayerName>& layerNames,
-                    ParamValue* out)
+                    bool unclamped, ParamValue* out)
 {
     const PF_ParamType type = param.def.param_type;
     switch (type) {
@@ -80,11 +97,13 @@ std::string convert(const ParamDefinition& param, const json& value, const std::
     case PF_Param_FLOAT_SLIDER:
     case PF_Param_SLIDER:
     case PF_Param_ANGLE: {
+        if (unclamped && specialNumber(value, &out->number))
+            return {};
         if (!value.is_number())
             return std::string("\"") + param.name + "\" is a " + paramTypeName(type) + " and needs a number, not " + describe(value);
         out->number = value.get<double>();
         double low = 0, high = 0;
-        if (validRange(param, &low, &high) && (out->number < low || out->number > high))
+        if (!unclamped && validRange(param, &low, &high) && (out->number < low || out->number > high))
             return "value " + numberText(out->number) + " of \"" + param.name + "\" is outside its range " +
                    numberText(low) + " to " + numberText(high);
         return {};
@@ -112,7 +131,7 @@ std::string convert(const ParamDefinition& param, const json& value, const std::
         }
         if (value.is_number_integer()) {
             const long long n = value.get<long long>();
-            if (n < 1 || n > param.def.u.pd.num_choices)
+            if (!unclamped && (n < 1 || n > param.def.u.pd.num_choices))
                 return "choice " + std::to_string(n) + " of \"" + param.name + "\" is outside 1 to " +
                        std::to_string(param.def.u.pd.num_choices);
             out->number = double(n);
@@ -200,6 +219,7 @@ void bindScene(EffectHost& host, const Scene& scene)
 {
     std::vector<std::string> problems;
     std::vector<std::pair<int, std::shared_ptr<ParamTrack>>> bound;
+    const bool unclamped = host.faults().unclampedParams;
     // Layer parameters name layers by what the user sees; renames by the effect come later and
     // do not change what a track refers to.
     auto names = std::make_shared<std::vector<LayerName>>();
@@ -219,7 +239,7 @@ void bindScene(EffectHost& host, const Scene& scene)
         bool ok = true;
         for (const ParamKey& key : track.keys) {
             ParamValue value;
-            const std::string problem = convert(param, key.value, layerNames, &value);
+            const std::string problem = convert(param, key.value, layerNames, unclamped, &value);
             if (!problem.empty()) {
                 problems.push_back(where + problem);
                 ok = false;
@@ -238,11 +258,11 @@ void bindScene(EffectHost& host, const Scene& scene)
         const int index = entry.first;
         const std::shared_ptr<ParamTrack> track = entry.second;
         const ParamDefinition param = host.params()[std::size_t(index)];
-        host.setParamValues(index, [param, track, names](double seconds) {
+        host.setParamValues(index, [param, track, names, unclamped](double seconds) {
             const json value = holdsValue(param.def.param_type) ? heldValueAt(*track, seconds)
                                                                  : valueAt(*track, seconds);
             ParamValue result;
-            convert(param, value, *names, &result);
+            convert(param, value, *names, unclamped, &result);
             return result;
         });
     }

@@ -12,6 +12,7 @@ Composition compositionFromScene(const Scene& scene);
 
 // Sets the composition and every parameter track on host (after PARAMS_SETUP). Throws
 // BindError listing every problem ("FILE: /json/pointer: problem") before anything renders.
+// With host.faults().unclampedParams, values outside a parameter's range are not a problem.
 void bindScene(EffectHost& host, const Scene& scene);
 
 } // namespace orbhost

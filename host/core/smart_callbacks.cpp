@@ -75,7 +75,7 @@ PF_Err checkoutLayerPixels(PF_ProgPtr ref, A_long id, PF_EffectWorld** pixels)
         return err;
     }
     host->accounting.take("layer pixels checkout");
-    *pixels = checkout.world.get();
+    *pixels = host->faults.nullPointers.contains("input") ? nullptr : checkout.world.get();
     return PF_Err_NONE;
 }
 
@@ -101,6 +101,10 @@ PF_Err checkoutOutput(PF_ProgPtr ref, PF_EffectWorld** output)
     if (!host->inputCheckedOut && !host->layerCheckouts.empty())
         return PF_Err_BAD_CALLBACK_PARAM;
     if (!host->outputWorld) {
+        if (injectFault(host->faultCounters.hostWorlds, host->faults.failHostWorld)) {
+            host->note("injected failure: output world");
+            return PF_Err_OUT_OF_MEMORY;
+        }
         auto world = std::make_unique<PF_EffectWorld>();
         const PF_LRect size = host->layerBufferRect();
         // Not cleared: untouched output pixels show the pattern.
@@ -112,7 +116,7 @@ PF_Err checkoutOutput(PF_ProgPtr ref, PF_EffectWorld** output)
         host->invalidateSamplingCache(world->data);
         host->outputWorld = std::move(world);
     }
-    *output = host->outputWorld.get();
+    *output = host->faults.nullPointers.contains("output") ? nullptr : host->outputWorld.get();
     return PF_Err_NONE;
 }
 

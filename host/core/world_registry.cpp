@@ -48,7 +48,15 @@ PF_Err WorldRegistry::create(A_long width, A_long height, PF_PixelFormat format,
     const int bpp = bytesPerPixel(format);
     if (!world || bpp == 0 || width < 0 || height < 0)
         return PF_Err_BAD_CALLBACK_PARAM;
-    const std::size_t rowbytes = std::size_t(width) * bpp + kRowPaddingBytes;
+    const std::size_t pixelBytes = std::size_t(width) * bpp;
+    std::size_t rowbytes = pixelBytes + kRowPaddingBytes;
+    {
+        std::lock_guard lock(mutex_);
+        if (rowLayout_ == RowLayout::OffPixel)
+            rowbytes = pixelBytes + bpp / 4;
+        else if (rowLayout_ == RowLayout::Wide)
+            rowbytes = 4 * pixelBytes + kRowPaddingBytes;
+    }
     const std::size_t total = rowbytes * std::size_t(height ? height : 1);
     if (rowbytes > 0x7FFFFFFF)
         return PF_Err_OUT_OF_MEMORY;
@@ -67,14 +75,13 @@ PF_Err WorldRegistry::create(A_long width, A_long height, PF_PixelFormat format,
         storage.bytes.reset(new (std::nothrow) unsigned char[total]);
     if (!storage.bytes)
         return PF_Err_OUT_OF_MEMORY;
-    const std::size_t pixelBytes = std::size_t(width) * bpp;
     for (A_long y = 0; y < height; ++y) {
         unsigned char* row = storage.bytes.get() + y * rowbytes;
         if (fill == WorldFill::Cleared)
             std::memset(row, 0, pixelBytes);
         else if (fill == WorldFill::Pattern)
             fillUntouched(row, width, format);
-        std::memset(row + pixelBytes, kPoisonByte, kRowPaddingBytes);
+        std::memset(row + pixelBytes, kPoisonByte, rowbytes - pixelBytes);
     }
     if (height == 0)
         std::memset(storage.bytes.get(), kPoisonByte, total);
@@ -114,6 +121,12 @@ bool WorldRegistry::dispose(const void* data)
     }
     worlds_.erase(it);
     return true;
+}
+
+void WorldRegistry::setRowLayout(RowLayout layout)
+{
+    std::lock_guard lock(mutex_);
+    rowLayout_ = layout;
 }
 
 std::optional<PF_PixelFormat> WorldRegistry::format(const void* data) const

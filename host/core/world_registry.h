@@ -2,6 +2,7 @@
 // with poisoned padding, and a registry keyed by the pixel pointer so that a by-value copy of a
 // world is still recognised.
 #pragma once
+#include "host/core/fault_plan.h"
 #include "hostapi/host_api.h"
 
 #include <map>
@@ -43,6 +44,7 @@ public:
     std::optional<PF_PixelFormat> format(const void* data) const;
     std::size_t liveCount() const;
     std::size_t spareBytes() const;                        // kept for reuse, not in any world
+    void setRowLayout(RowLayout layout);                   // for worlds created from now on
 
 private:
     struct Storage {
@@ -56,6 +58,7 @@ private:
     // reusing them saves the allocation and the kernel's zeroing of fresh pages.
     std::multimap<std::size_t, std::unique_ptr<unsigned char[]>> spare_;
     std::size_t spareBytes_ = 0;
+    RowLayout rowLayout_ = RowLayout::Padded;
 };
 
 } // namespace orbhost
