@@ -272,13 +272,13 @@ case "$cmd" in
         if [[ ${1:-} == --ci ]]; then
             # CI's share (README, "Sanitizers and fuzzing"). ASan and UBSan run in the fuzz
             # tree, which clang builds with both, so that CI compiles the host and the effect
-            # once for them and for the fuzzers: the host's, the command line's and the effect's
-            # tests and the example renders. Under TSan the host's tests and the example
+            # once for them and for the fuzzers: the host's, the hostile host's, the command
+            # line's and the effect's tests and the example renders. Under TSan the host's tests and the example
             # renders, which run the effect's passes on the iterate pool's threads.
-            fuzz_build orbulon-render orbulon_effect host_tests cli_tests effect_tests
+            fuzz_build orbulon-render orbulon_effect host_tests hostile_tests cli_tests effect_tests
             sanitize_build thread "$ROOT/build/tsan" orbulon-render orbulon_effect host_tests
-            sanitize_run address "$FUZZ_DIR" tests/host/host_tests tests/cli/cli_tests tests/effect/effect_tests \
-                || failed=1
+            sanitize_run address "$FUZZ_DIR" tests/host/host_tests tests/hostile/hostile_tests tests/cli/cli_tests \
+                tests/effect/effect_tests || failed=1
             sanitize_run thread "$ROOT/build/tsan" tests/host/host_tests || failed=1
         else
             sanitize_build address "$ROOT/build/asan"

@@ -15,6 +15,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 
 namespace {
 
@@ -82,18 +83,43 @@ Colour directColour(const RenderContext& ctx, A_long x, A_long y)
     return result;
 }
 
+// The depth worlds hold one float per pixel in a world made for the output's pixels. A host
+// may give such a world row bytes that are no multiple of a float's alignment, so depths are
+// copied in and out, never referenced where they lie.
+unsigned char* depthAt(const PF_EffectWorld& world, A_long x, A_long y)
+{
+    return reinterpret_cast<unsigned char*>(world.data) + static_cast<std::ptrdiff_t>(world.rowbytes) * y +
+           static_cast<std::ptrdiff_t>(x) * static_cast<std::ptrdiff_t>(sizeof(float));
+}
+
+float loadDepth(const PF_EffectWorld& world, A_long x, A_long y)
+{
+    float depth;
+    std::memcpy(&depth, depthAt(world, x, y), sizeof depth);
+    return depth;
+}
+
+void storeDepth(const PF_EffectWorld& world, A_long x, A_long y, float depth)
+{
+    std::memcpy(depthAt(world, x, y), &depth, sizeof depth);
+}
+
 template <class Pixel>
 void bufferedPixel(const RenderContext& ctx, A_long x, A_long y)
 {
     Pixel& frontColour = pixelAt<Pixel>(*ctx.passWorlds[0], x, y);
     Pixel& backColour = pixelAt<Pixel>(*ctx.passWorlds[1], x, y);
-    float& frontDepth = pixelAt<float>(*ctx.passWorlds[2], x, y);
-    float& backDepth = pixelAt<float>(*ctx.passWorlds[3], x, y);
+    float frontDepth = 0.0f, backDepth = 0.0f;
+    const auto storeDepths = [&] {
+        storeDepth(*ctx.passWorlds[2], x, y, frontDepth);
+        storeDepth(*ctx.passWorlds[3], x, y, backDepth);
+    };
 
     const PixelCoverage cov = pixelCoverage(ctx, x, y);
     if (cov.hits < 1) {
         frontColour = backColour = toPixel<Pixel>(Colour{});
         frontDepth = backDepth = emptyPixelDepth(ctx, cov);
+        storeDepths();
         return;
     }
     const Walls w = wallsOf(ctx, cov.quadratic);
@@ -111,6 +137,7 @@ void bufferedPixel(const RenderContext& ctx, A_long x, A_long y)
     };
     layer(w.nearShown, w.nearT, frontColour, frontDepth);
     layer(w.farShown, w.farT, backColour, backDepth);
+    storeDepths();
 }
 
 // The average of a layer over a box of half-size r (full-resolution pixels) about (x, y),
@@ -131,8 +158,8 @@ Colour blurredSample(const RenderContext& ctx, const PF_EffectWorld& layer, A_lo
 template <class Pixel>
 Colour gatherColour(const RenderContext& ctx, A_long x, A_long y)
 {
-    const float frontDepth = pixelAt<float>(*ctx.passWorlds[2], x, y);
-    const float backDepth = pixelAt<float>(*ctx.passWorlds[3], x, y);
+    const float frontDepth = loadDepth(*ctx.passWorlds[2], x, y);
+    const float backDepth = loadDepth(*ctx.passWorlds[3], x, y);
     // Equal depths count the back layer as the near one.
     const bool frontIsNear = backDepth > frontDepth;
     const PF_EffectWorld& nearLayer = *ctx.passWorlds[frontIsNear ? 0 : 1];

@@ -199,7 +199,8 @@ TEST_F(HostileHost, LayersOfNoneOrOnePixelRenderDefinedFrames)
     const Scene textureScene = hostileScene(R"("Texture": "Tiny", "Reflection Map": "Tiny")",
                                             R"({"name": "Sphere", "type": "solid", "color": [0, 0, 0, 1]},
                                                {"name": "Tiny", "type": "solid", "color": [1, 0.5, 0, 1]})");
-    for (const auto& [w, h] : sizes) {
+    for (const std::pair<int, int>& size : sizes) {
+        const int w = size.first, h = size.second;   // plain names: lambdas below capture them
         for (bool effectLayer : {true, false}) {
             SCOPED_TRACE(std::string(effectLayer ? "effect layer " : "texture ") + std::to_string(w) + "x" + std::to_string(h));
             auto host = hostileHost(effectLayer ? effectScene : textureScene, true, [&](Composition& comp) {
