@@ -5,10 +5,13 @@
 #include "host/comp/composition_model.h"
 #include "host/scene/param_track.h"
 #include "host/scene/scene.h"
+#include "json_mutator.h"
 
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <random>
 #include <string>
 
 namespace {
@@ -96,3 +99,28 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     evaluate(scene);
     return 0;
 }
+
+#if defined(ORBULON_LIBFUZZER)
+extern "C" std::size_t LLVMFuzzerMutate(std::uint8_t* data, std::size_t size, std::size_t maxSize);
+
+// Half of the mutations change the parsed scene's structure (json_mutator.h), the others are
+// libFuzzer's own byte changes, which keep finding faults in the reading of the text itself.
+extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t size, std::size_t maxSize,
+                                               unsigned int seed)
+{
+    std::mt19937 random(seed);
+    if (random() % 2 == 0) {
+        nlohmann::json document = nlohmann::json::parse(data, data + size, nullptr, false, true);
+        if (!document.is_discarded()) {
+            for (unsigned n = 1 + random() % 3; n > 0; --n)
+                fuzz::mutateStructure(document, random);
+            const std::string text = document.dump();
+            if (text.size() <= maxSize) {
+                std::memcpy(data, text.data(), text.size());
+                return text.size();
+            }
+        }
+    }
+    return LLVMFuzzerMutate(data, size, maxSize);
+}
+#endif

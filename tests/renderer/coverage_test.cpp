@@ -1,9 +1,8 @@
-// How much of each pixel the sphere covers, and which ray a pixel is shaded along: rendered
-// images compared with the disc the scene's camera must see and with the nine-sample rule
-// evaluated independently in double precision.
-#include "renderer/geometry_support.h"
+// How much of each pixel the sphere covers: rendered images compared with the disc the scene's
+// camera must see and with the nine-sample rule evaluated independently in double precision.
+#include "renderer/renderer_support.h"
 
-using namespace geotest;
+using namespace rtest;
 using asmtest::renderScene;
 
 namespace {
@@ -71,7 +70,7 @@ TEST_P(Coverage, AlphaIsTheShareOfSamplesInsideTheSilhouette)
     std::ostringstream detail;
     for (int y = 0; y < r.image.height; ++y)
         for (int x = 0; x < r.image.width; ++x) {
-            const double a = pixelOf(r.image, x, y).a;
+            const double a = pixelAt(r.image, x, y).a;
             sum += a;
             bool onGrid = false;
             for (int n = 0; n <= 9; ++n)
@@ -133,63 +132,12 @@ TEST_F(TinySphere, VanishesBetweenCornerSamplesAndShowsAsANinthOnOne)
     const Placement onCorner{0.2, {80 + 5.0 / 6, 60 + 5.0 / 6, 0}, {90, 0, 0}};
     const auto s = renderScene(geometryScene(onCorner, {}, cameraLayerJson(false, 300, 300)), {0, 32});
     ASSERT_EQ(s.result, PF_Err_NONE);
-    EXPECT_FLOAT_EQ(pixelOf(s.image, 80, 60).a, 1.0f / 9.0f);
+    EXPECT_FLOAT_EQ(pixelAt(s.image, 80, 60).a, 1.0f / 9.0f);
     double total = 0;
     for (int y = 0; y < s.image.height; ++y)
         for (int x = 0; x < s.image.width; ++x)
-            total += pixelOf(s.image, x, y).a;
+            total += pixelAt(s.image, x, y).a;
     EXPECT_FLOAT_EQ(float(total), 1.0f / 9.0f);
 }
-
-// --- Which ray shades a pixel ----------------------------------------------------------------
-
-struct RayCase {
-    const char* name;
-    bool parallel;
-    Placement placement;
-};
-
-class ShadingRay : public asmtest::AssemblyParamTest<RayCase> {};
-
-// With no texture and no lights the sphere shows (red U, green V): a fully covered pixel must
-// show the (U, V) where the ray through (x + 5/6, y + 5/6) meets the sphere, and a silhouette
-// pixel the (U, V) of the first of its nine samples, in casting order, that hits.
-TEST_P(ShadingRay, PixelShowsTheCoordinatesOfItsShadingRay)
-{
-    const RayCase& c = GetParam();
-    const View view = c.parallel ? cameraView(false, 300, 300) : defaultView();
-    const Sphere sphere = place(c.placement);
-    const auto r = renderScene(geometryScene(c.placement, {}, c.parallel ? cameraLayerJson(false, 300, 300) : ""),
-                               {0, 32});
-    ASSERT_EQ(r.result, PF_Err_NONE);
-    const auto model = [&](int x, int y) { return expectPixel(view, sphere, x, y, Side::Full, gradientColour); };
-    const int compared = compareWithModel(r.image, 32, 2e-4, model, c.name);
-    EXPECT_GT(compared, 15000);
-
-    // The test tells the corner ray from the centre ray: at most pixels the two differ by far
-    // more than the tolerance.
-    int distinct = 0, full = 0;
-    for (int y = 0; y < asmtest::kHeight; ++y)
-        for (int x = 0; x < asmtest::kWidth; ++x) {
-            const SampleCount cov = coverage(view, sphere, x, y);
-            if (cov.n != 9)
-                continue;
-            ++full;
-            const Ray centre = sampleRay(view, sphere, x + 0.5, y + 0.5);
-            const UV a = uvAt(sphere, cov.ray.o + cov.ray.d * cov.hit.tNear);
-            const UV b = uvAt(sphere, centre.o + centre.d * intersect(sphere, centre).tNear);
-            distinct += std::abs(a.u - b.u) + std::abs(a.v - b.v) > 1e-3 ? 1 : 0;
-        }
-    EXPECT_GT(distinct, full * 9 / 10);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Placements, ShadingRay,
-    testing::Values(RayCase{"Unturned", false, {40, {80, 60, 0}}},
-                    RayCase{"GlobeTurn", false, {40, {80, 60, 0}, {-90, 0, -90}}},
-                    RayCase{"TurnedAndMoved", false, {35, {70, 55, 60}, {30, 45, -20}}},
-                    RayCase{"ParallelGlobe", true, {45, {85, 58, 0}, {-90, 0, -90}}},
-                    RayCase{"ParallelTilted", true, {38, {80, 60, 10}, {-60, 25, 110}}}),
-    [](const testing::TestParamInfo<RayCase>& i) { return std::string(i.param.name); });
 
 } // namespace

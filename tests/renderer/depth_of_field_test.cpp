@@ -1,19 +1,17 @@
 // Depth of field: the sphere's near and far walls are each averaged over a box whose half-size
 // grows with the wall's distance from the camera's focus, and pixels next to the outline pick
 // up the blurred edge. Seen through a composition camera 300 pixels in front of the sphere.
-#include "shading_support.h"
+#include "renderer/renderer_support.h"
 
 using namespace asmtest;
-using namespace shadetest;
+using namespace rtest;
 
 namespace {
 
 constexpr double kZoom = 300;
-const Eye kCameraEye{{80, 60, -kZoom}, kZoom};
 
 struct Optics {
     double focus = 150, aperture = 40, blurLevel = 100, boost = 100;
-    bool cameraDepthOfField = true;
 
     // The largest blur radius, in pixels.
     double blurScale() const { return kZoom / focus * (aperture / 10) * (boost / 100 * blurLevel / 100); }
@@ -21,147 +19,191 @@ struct Optics {
     double radius(double d) const { return blurScale() / (focus / std::max(std::abs(d - focus), 0.00001) + 1); }
 };
 
-std::string cameraLayer(const Optics& o)
-{
-    return R"({ "name": "Cam", "type": "camera", "position": [80, 60, -300], "pointOfInterest": [80, 60, 0],
-                "camera": { "zoom": 300, "depthOfField": )" +
-           std::string(o.cameraDepthOfField ? "true" : "false") + R"(, "focusDistance": )" + num(o.focus) +
-           R"(, "aperture": )" + num(o.aperture) + R"(, "blurLevel": )" + num(o.blurLevel) + " } },";
-}
-
-// The untextured sphere (the (U, V) gradient, opaque everywhere), turned a quarter about x,
-// lit by emission only.
-SceneSetup blurredScene(const Optics& o, const std::string& side, const std::string& mode = "On")
-{
-    Surface s;
-    std::map<std::string, std::string> params = surfaceParams(s);
-    params["Texture"] = "null";
-    params["Depth Of Field"] = "\"" + mode + "\"";
-    params["Boost DOF Blur"] = num(o.boost);
-    params["Render Side"] = "\"" + side + "\"";
-    return sceneWith(params, cameraLayer(o));
-}
-
-// The colour of the untextured sphere at p: red U, green V of the point in the sphere's own
-// frame (x along the composition's x, y along its z, z pointing up the screen).
-Rgba gradientAt(Vec3d p, const Ball& ball)
-{
-    const Vec3d d = (p - ball.centre) * (1 / ball.radius);
-    const Vec3d q = normalized({d[0], d[2], -d[1]});
-    const double v = 1 - std::acos(q[2]) / kPi;
-    double u = -std::atan2(q[1], q[0]) / (2 * kPi);
-    if (u < 0)
-        u += 1;
-    return {u, v, 0, 1};
-}
-
-// 16.16 fixed point, rounded half away from zero, as the sampler is handed its box.
-double fixedOf(double v) { return std::round(v * 65536) / 65536; }
-
-// The weights with which a box of half-size r about column (or row) u covers the pixels of an
-// axis of `size` pixels: the box is first clamped to the frame (shrinking it, moving its
-// centre inward), then handed over as centre and radius; the sampler spans [centre − radius +
-// 0.5, centre + radius + 0.5] in pixel edges and divides by the box's whole length.
-std::vector<std::pair<int, double>> boxWeights(int u, double r, int size)
-{
-    const double lo = std::max(u - r, 0.0), hi = std::min(u + r, double(size - 1));
-    const double centre = fixedOf((lo + hi) / 2), radius = std::max(fixedOf((hi - lo) / 2), 1 / 65536.0);
-    const double a = std::max(centre - radius + 0.5, 0.0), b = std::min(centre + radius + 0.5, double(size));
-    std::vector<std::pair<int, double>> w;
-    for (int i = int(std::floor(a)); i < b; ++i)
-        w.emplace_back(i, (std::min(b, i + 1.0) - std::max(a, double(i))) / (2 * radius));
-    return w;
-}
-
-// What the gather pass must make of a frame: each wall's layer holds its colour with alpha =
-// coverage where that wall may be shown; each pixel's two depths are its walls' distances, or for an empty
-// pixel that the blur can reach the ray's closest approach to the sphere in both.
-class BlurModel {
-public:
-    BlurModel(const Optics& o, bool front, bool back) : optics_(o)
-    {
-        const Ball ball;
-        for (int y = 0; y < kHeight; ++y)
-            for (int x = 0; x < kWidth; ++x) {
-                const PixelView v = viewOf(kCameraEye, ball, x, y);
-                const std::size_t i = index(x, y);
-                const double c = v.hits / 9.0;
-                if (v.hits > 0) {
-                    if (front) {
-                        frontLayer_[i] = gradientAt(kCameraEye.position + v.dir * v.cross.tNear, ball);
-                        frontLayer_[i].a = c;
-                    }
-                    if (back) {
-                        backLayer_[i] = gradientAt(kCameraEye.position + v.dir * v.cross.tFar, ball);
-                        backLayer_[i].a = c;
-                    }
-                    frontDepth_[i] = front ? v.cross.tNear : -1;
-                    backDepth_[i] = back ? v.cross.tFar : -1;
-                } else {
-                    const double t = v.cross.closest;
-                    const double projected = kZoom * v.cross.gap / t;
-                    projected_[i] = projected;
-                    const double depth = o.blurScale() <= projected ? -1 : t;
-                    frontDepth_[i] = backDepth_[i] = depth;
-                }
-            }
-    }
-
-    Rgba pixel(int x, int y) const
-    {
-        const std::size_t i = index(x, y);
-        const bool frontNear = backDepth_[i] > frontDepth_[i];
-        const double nearDepth = std::min(frontDepth_[i], backDepth_[i]);
-        const double farDepth = std::max(frontDepth_[i], backDepth_[i]);
-        const auto& nearLayer = frontNear ? frontLayer_ : backLayer_;
-        const auto& farLayer = frontNear ? backLayer_ : frontLayer_;
-        const Rgba n = nearDepth < 0 ? Rgba{} : average(nearLayer, x, y, optics_.radius(nearDepth));
-        const Rgba q = farDepth < 0 || n.a >= 1 ? Rgba{} : average(farLayer, x, y, optics_.radius(farDepth));
-        return over(n, q);
-    }
-
-    // How far an empty pixel is from the blur's reach, relative to it; large for hit pixels.
-    double reachMargin(int x, int y) const
-    {
-        const double p = projected_[index(x, y)];
-        return std::abs(p - optics_.blurScale()) / std::max(optics_.blurScale(), 1e-9);
-    }
-
-private:
-    static std::size_t index(int x, int y) { return std::size_t(y) * kWidth + std::size_t(x); }
-
-    // The sampler's box average: alpha-weighted colour, straight again afterwards.
-    Rgba average(const std::vector<Rgba>& layer, int x, int y, double r) const
-    {
-        Rgba sum;
-        for (auto [i, wx] : boxWeights(x, r, kWidth))
-            for (auto [j, wy] : boxWeights(y, r, kHeight)) {
-                const Rgba& p = layer[index(i, j)];
-                const double w = wx * wy * p.a;
-                sum.r += w * p.r, sum.g += w * p.g, sum.b += w * p.b, sum.a += w;
-            }
-        if (sum.a > 0)
-            sum.r /= sum.a, sum.g /= sum.a, sum.b /= sum.a;
-        return sum;
-    }
-
-    Optics optics_;
-    std::vector<Rgba> frontLayer_ = std::vector<Rgba>(kWidth * kHeight);
-    std::vector<Rgba> backLayer_ = std::vector<Rgba>(kWidth * kHeight);
-    std::vector<double> frontDepth_ = std::vector<double>(kWidth * kHeight, -1.0);
-    std::vector<double> backDepth_ = std::vector<double>(kWidth * kHeight, -1.0);
-    std::vector<double> projected_ = std::vector<double>(kWidth * kHeight, 1e9);
-};
-
 struct BlurCase {
     std::string name;
     Optics optics;
     std::string side = "Full";
     std::string mode = "On";
-    int minSpilled = 50;   // empty pixels next to the outline that must pick up some blur
+    int minSpilled = 50;   // empty pixels next to the outline that must pick up some blur (full size)
+    // The untextured sphere (the (U, V) gradient, opaque everywhere), turned a quarter about x;
+    // "Ellipse X/Y" reshapes it at a constant volume.
+    Placement placement{40, {80, 60, 0}, {90, 0, 0}};
+    double ellipseXY = 0;
+    int downsampleX = 1, downsampleY = 1;
 };
 
 void PrintTo(const BlurCase& c, std::ostream* os) { *os << c.name; }
+
+SceneSetup blurredScene(const BlurCase& c, const std::string& mode)
+{
+    const Optics& o = c.optics;
+    return geometryScene(c.placement,
+                         {{"Texture", "null"},
+                          {"Depth Of Field", "\"" + mode + "\""},
+                          {"Boost DOF Blur", num(o.boost)},
+                          {"Render Side", "\"" + c.side + "\""},
+                          {"Ellipse X/Y", num(c.ellipseXY)}},
+                         R"({ "name": "Cam", "type": "camera", "position": [80, 60, -300], "pointOfInterest": [80, 60, 0],
+                              "camera": { "zoom": 300, "depthOfField": true, "focusDistance": )" +
+                             num(o.focus) + R"(, "aperture": )" + num(o.aperture) + R"(, "blurLevel": )" +
+                             num(o.blurLevel) + " } },");
+}
+
+// What the gather pass must make of a frame: each wall's layer holds its colour with alpha =
+// coverage where that wall may be shown; each pixel's two depths are its walls' distances, or
+// for an empty pixel that the blur can reach the ray's closest approach to the sphere in both.
+class BlurModel {
+public:
+    explicit BlurModel(const BlurCase& c)
+        : optics_(c.optics), dsX_(c.downsampleX), dsY_(c.downsampleY), width_(kWidth / dsX_), height_(kHeight / dsY_),
+          layer_(std::size_t(width_ * height_))
+    {
+        // The semi-axes that "Radius" and "Ellipse X/Y" make.
+        const double t6 = std::tan((c.ellipseXY + 1) * kPiD / 4);
+        semi_ = {c.placement.radius * t6, c.placement.radius / t6, c.placement.radius};
+        centre_ = c.placement.position;
+        axes_ = orientation(c.placement.rotationDeg);
+        for (int y = 0; y < height_; ++y)
+            for (int x = 0; x < width_; ++x)
+                layer_[index(x, y)] = layerPixel(x, y, c.side != "Inside", c.side != "Outside");
+    }
+
+    int width() const { return width_; }
+    int height() const { return height_; }
+    bool hit(int x, int y) const { return layer_[index(x, y)].hit; }
+
+    // The near layer blurred by its depth over the far one. `fragile` is set when a pixel that
+    // decides it grazes the outline, or when an empty pixel lies right at the blur's reach.
+    Rgba pixel(int x, int y, bool& fragile) const
+    {
+        const LayerPixel& p = layer_[index(x, y)];
+        fragile = p.tie;
+        const bool frontNear = p.backDepth > p.frontDepth;
+        const double nearDepth = std::min(p.frontDepth, p.backDepth), farDepth = std::max(p.frontDepth, p.backDepth);
+        const Rgba n = nearDepth < 0 ? Rgba{} : blurred(x, y, optics_.radius(nearDepth), frontNear, fragile);
+        const Rgba q = farDepth < 0 || n.a >= 1 ? Rgba{} : blurred(x, y, optics_.radius(farDepth), !frontNear, fragile);
+        return over(n, q);
+    }
+
+private:
+    struct LayerPixel {
+        Rgba front, back;
+        double frontDepth = -1, backDepth = -1;
+        bool hit = false;
+        bool grazing = false;   // a sample ray grazes the outline: the coverage could go either way
+        bool tie = false;       // the reach test of an empty pixel is a near tie
+    };
+
+    struct Cast {
+        bool hit = false, grazing = false;
+        double a = 0, b = 0, disc = 0;
+        Vec3d o{}, d{};   // in the ellipsoid's frame
+    };
+
+    std::size_t index(int x, int y) const { return std::size_t(y) * std::size_t(width_) + std::size_t(x); }
+
+    Cast cast(double px, double py) const
+    {
+        const Vec3d eye{80, 60, -kZoom};
+        const Vec3d dw = normalized({px * dsX_ - 80, py * dsY_ - 60, kZoom});
+        Cast c;
+        const Vec3d rel = eye - centre_;
+        double cq = -1;
+        for (int i = 0; i < 3; ++i) {
+            c.o[i] = dot(rel, axes_[i]), c.d[i] = dot(dw, axes_[i]);
+            const double s = 1 / (semi_[i] * semi_[i]);
+            c.a += c.d[i] * c.d[i] * s;
+            c.b -= c.o[i] * c.d[i] * s;
+            cq += c.o[i] * c.o[i] * s;
+        }
+        c.disc = c.b * c.b - cq * c.a;
+        c.hit = c.disc >= 0;
+        c.grazing = std::abs(c.disc / c.a) < 1e-4;
+        return c;
+    }
+
+    // The untextured look at the ellipsoid's point o + d·t: red U, green V.
+    Rgba gradientAt(const Cast& c, double t) const
+    {
+        const Vec3d p = c.o + c.d * t;
+        const Vec3d q = normalized({p[0] / semi_[0], p[1] / semi_[1], p[2] / semi_[2]});
+        double u = -std::atan2(q[1], q[0]) / (2 * kPiD);
+        if (u < 0)
+            u += 1;
+        return {u, 1 - std::acos(std::clamp(q[2], -1.0, 1.0)) / kPiD, 0, 1};
+    }
+
+    LayerPixel layerPixel(int x, int y, bool front, bool back) const
+    {
+        LayerPixel p;
+        auto sample = [&](std::size_t i) {
+            const Cast c = cast(x + kSamples[i][0], y + kSamples[i][1]);
+            p.grazing = p.grazing || c.grazing;
+            return c;
+        };
+        int corners = 0, n = 0;
+        Cast shading;
+        for (std::size_t i = 5; i < 9; ++i) {
+            shading = sample(i);
+            corners += shading.hit;
+        }
+        if (corners == 4) {
+            n = 9;
+        } else if (corners > 0) {
+            for (std::size_t i = 0; i < 9; ++i) {
+                const Cast c = sample(i);
+                if (c.hit && n++ == 0)
+                    shading = c;
+            }
+        }
+        if (n > 0) {
+            const double root = std::sqrt(shading.disc);
+            const double tNear = (shading.b - root) / shading.a, tFar = (shading.b + root) / shading.a;
+            p.hit = true;
+            if (front && tNear > 0) {
+                p.front = gradientAt(shading, tNear), p.front.a = n / 9.0;
+                p.frontDepth = tNear;
+            }
+            if (back && tFar > 0) {
+                p.back = gradientAt(shading, tFar), p.back.a = n / 9.0;
+                p.backDepth = tFar;
+            }
+            return p;
+        }
+        // An empty pixel: blur reaches it when the gap between its last corner ray and the
+        // sphere's bounding sphere, seen on the image plane, is less than the largest blur.
+        const double t = shading.b / shading.a;
+        const double reach = std::max({semi_[0], semi_[1], semi_[2]});
+        const double projected = kZoom * (length(shading.o + shading.d * t) - reach) / t;
+        const double k = optics_.blurScale();
+        p.tie = std::abs(projected - k) < 0.02 * std::max(k, 1e-9);
+        p.frontDepth = p.backDepth = k <= projected ? -1 : t;
+        return p;
+    }
+
+    // The sampler's box average of a layer over half-size r (full-resolution pixels, so
+    // 1/downsample of it in output pixels), the box clamped to the frame.
+    Rgba blurred(int x, int y, double r, bool front, bool& fragile) const
+    {
+        const double rx = r / dsX_, ry = r / dsY_;
+        const double left = std::max(x - rx, 0.0), right = std::min(x + rx, double(width_ - 1));
+        const double top = std::max(y - ry, 0.0), bottom = std::min(y + ry, double(height_ - 1));
+        return areaSample(
+            [&](int i, int j) {
+                const LayerPixel& p = layer_[index(i, j)];
+                fragile = fragile || p.grazing;
+                return front ? p.front : p.back;
+            },
+            width_, height_, fixedCoord((left + right) / 2), fixedCoord((top + bottom) / 2),
+            fixedRadius((right - left) / 2), fixedRadius((bottom - top) / 2));
+    }
+
+    Optics optics_;
+    int dsX_, dsY_, width_, height_;
+    Vec3d semi_, centre_;
+    std::array<Vec3d, 3> axes_;
+    std::vector<LayerPixel> layer_;
+};
 
 class DepthOfFieldBlur : public AssemblyParamTest<BlurCase> {};
 class DepthOfField : public AssemblyTest {};
@@ -171,42 +213,60 @@ class DepthOfField : public AssemblyTest {};
 // Every pixel of the frame against the blur worked out from the camera's optics: the blurred
 // outline spreads into the empty pixels next to it and thins the sphere's own edge pixels;
 // pixels beyond the blur's reach stay fully transparent; inside, the opaque near wall hides
-// the far one; colours are the walls' own, averaged as the blur mixes them.
+// the far one; colours are the walls' own, averaged as the blur mixes them. Where the sphere
+// runs off the frame the box shrinks to what lies inside it, so the sphere stays opaque up to
+// the border; a draft render blurs by the same share of the picture as a full one.
 TEST_P(DepthOfFieldBlur, BlursEachWallByItsDistanceFromTheFocus)
 {
     const BlurCase& c = GetParam();
-    const Rendered r = renderScene(blurredScene(c.optics, c.side, c.mode), kFloat);
+    const Rendered r = renderScene(blurredScene(c, c.mode), {0, 32, c.downsampleX, c.downsampleY});
     ASSERT_EQ(r.result, PF_Err_NONE);
     ASSERT_EQ(r.passes.size(), 2u) << "a buffered pass and a gather pass";
     EXPECT_NEAR(r.passes[0].blurScale, c.optics.blurScale(), 1e-6 * std::max(1.0, c.optics.blurScale()));
 
-    const BlurModel model(c.optics, c.side != "Inside", c.side != "Outside");
-    int failures = 0, spilled = 0, empty = 0;
-    for (int y = 0; y < kHeight; ++y)
-        for (int x = 0; x < kWidth; ++x) {
-            if (model.reachMargin(x, y) < 0.02)
-                continue;   // an empty pixel right at the blur's reach could go either way
-            const Rgba want = model.pixel(x, y);
+    const BlurModel model(c);
+    ASSERT_EQ(r.image.width, model.width());
+    ASSERT_EQ(r.image.height, model.height());
+    const int area = c.downsampleX * c.downsampleY;
+    int failures = 0, compared = 0, spilled = 0, empty = 0, partial = 0, edgeOpaque = 0;
+    for (int y = 0; y < model.height(); ++y)
+        for (int x = 0; x < model.width(); ++x) {
+            bool fragile = false;
+            const Rgba want = model.pixel(x, y, fragile);
+            if (fragile)
+                continue;
+            ++compared;
             const Rgba got = pixelAt(r.image, x, y);
             const std::string where = c.name + " at (" + std::to_string(x) + ", " + std::to_string(y) + ")";
             if (failures < 5) {
                 if (want.a == 0) {
                     if (!(got.r == 0 && got.g == 0 && got.b == 0 && got.a == 0)) {
-                        ADD_FAILURE() << where << ": expected all zero, got " << describe(got);
+                        ADD_FAILURE() << where << ": expected all zero, got " << str(got);
                         ++failures;
                     }
+                } else if (std::abs(got.a - want.a) > 1e-3) {
+                    ADD_FAILURE() << where << ": alpha " << got.a << ", expected " << want.a;
+                    ++failures;
                 } else if (!matches(got, want, want.a > 0.01 ? 2e-3 : 0.2, where)) {
                     ++failures;   // (the colour of a nearly transparent pixel is ill-defined)
                 }
             }
-            spilled += viewOf(kCameraEye, Ball{}, x, y).hits == 0 && want.a > 0.01;
+            spilled += !model.hit(x, y) && want.a > 0.01;
             empty += want.a == 0;
+            partial += want.a > 0.01 && want.a < 0.99;
+            edgeOpaque += x == 0 && want.a > 0.999;
         }
-    EXPECT_GE(spilled, c.minSpilled) << c.name << ": blur reaches past the outline";
+    EXPECT_GT(compared, model.width() * model.height() * 9 / 10);
+    EXPECT_GE(spilled, c.minSpilled / area) << c.name << ": blur reaches past the outline";
     if (c.optics.blurScale() == 0) {
         EXPECT_EQ(spilled, 0) << c.name << ": a sharp camera spills nothing";
+    } else {
+        EXPECT_GT(partial, 100 / area) << c.name << ": the blurred outline was checked";
     }
-    EXPECT_GT(empty, 5000) << c.name << ": far from the sphere the frame stays empty";
+    EXPECT_GT(empty, 5000 / area) << c.name << ": far from the sphere the frame stays empty";
+    if (c.placement.position[0] - c.placement.radius < 0) {
+        EXPECT_GT(edgeOpaque, 20) << c.name << ": the sphere is opaque along the frame's left edge";
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -227,7 +287,15 @@ INSTANTIATE_TEST_SUITE_P(
         // "Inside": the near layer is empty, so the far wall alone is blurred and shown.
         BlurCase{"InsideShowsTheFarWallBlurred", {150, 40}, "Inside"},
         // "Outside": the far layer is empty.
-        BlurCase{"OutsideShowsTheNearWallBlurred", {400, 60}, "Outside"}),
+        BlurCase{"OutsideShowsTheNearWallBlurred", {400, 60}, "Outside"},
+        // Half the sphere lies left of the frame.
+        BlurCase{"CutByTheLeftEdge", {}, "Full", "On", 41, {30, {12, 60, 0}, {90, 0, 0}}},
+        // A draft render at half resolution, and at half resolution across only.
+        BlurCase{"HalfResolution", {}, "Full", "On", 41, {40, {80, 60, 0}, {90, 0, 0}}, 0, 2, 2},
+        BlurCase{"HalfResolutionAcross", {}, "Full", "On", 41, {40, {80, 60, 0}, {90, 0, 0}}, 0, 2, 1},
+        // Nearly twice as wide as it is high and thin in depth: the tips lie 47 pixels either
+        // side of the centre, and blur spills past them as it does past the sides.
+        BlurCase{"StretchedSideways", {}, "Full", "On", 41, {25, {80, 60, 0}, {90, 0, 0}}, 0.375}),
     [](const auto& info) { return info.param.name; });
 
 // With the aperture closed the two-pass render shows what the direct pass shows: the same
@@ -238,9 +306,9 @@ INSTANTIATE_TEST_SUITE_P(
 TEST_F(DepthOfField, ClosedApertureMatchesTheDirectPass)
 {
     for (const std::string side : {"Full", "Inside"}) {
-        const Optics closed{150, 0};
-        const Rendered direct = renderScene(blurredScene(closed, side, "Off"), kFloat);
-        const Rendered blurred = renderScene(blurredScene(closed, side, "On"), kFloat);
+        const BlurCase closed{"", {150, 0}, side};
+        const Rendered direct = renderScene(blurredScene(closed, "Off"), kFloat);
+        const Rendered blurred = renderScene(blurredScene(closed, "On"), kFloat);
         ASSERT_EQ(direct.result, PF_Err_NONE);
         ASSERT_EQ(blurred.result, PF_Err_NONE);
         ASSERT_EQ(direct.passes.size(), 1u);

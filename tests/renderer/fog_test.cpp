@@ -1,10 +1,10 @@
 // The depth composite: "Fog" blends the fog colour over each wall of the sphere by its distance
 // from the eye along the ray, leaving alpha alone; "Fade Out" lowers alpha by the same ramp.
 // Near and far walls each take their own distance before they are composited.
-#include "shading_support.h"
+#include "renderer/renderer_support.h"
 
 using namespace asmtest;
-using namespace shadetest;
+using namespace rtest;
 
 namespace {
 
@@ -60,16 +60,14 @@ TEST_P(DepthCompositing, FogsOrFadesEachWallByItsDistance)
                                              {"Render Side", "\"" + c.renderSide + "\""}}),
                                    kFloat);
     ASSERT_EQ(r.result, PF_Err_NONE);
-    const Eye eye = defaultEye();
-    const Ball ball;
     const auto model = [&](int x, int y) {
         if (c.renderSide == "Full")
-            return expectedPixel(c.surface, lights, c.depth, eye, ball, x, y);
+            return expectedPixel(c.surface, lights, c.depth, x, y);
         // "Outside": the near wall alone.
-        const PixelView v = viewOf(eye, ball, x, y);
-        return wallColour(c.surface, lights, c.depth, eye, ball, v.dir, v.cross.tNear);
+        const SampleCount v = coverage(defaultView(), litBall(), x, y);
+        return wallColour(c.surface, lights, c.depth, v.ray.d, v.hit.tNear);
     };
-    expectPixels(r.image, facingPixels(eye, ball, 3, 22, 0.2), model, 1e-3, c.name);
+    expectPixels(r.image, facingPixels(3, 22, 0.2), model, 1e-3, c.name);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -98,9 +96,9 @@ TEST_F(Fog, AtAKnownDepth)
     Surface s;   // full emission of (0.8, 0.6, 0.4), no lights
     const Rendered r = renderScene(litScene(s, {}, {{"Mode", R"("Fog")"}, {"Fog Color", "[0, 0, 1]"}}), kFloat);
     ASSERT_EQ(r.result, PF_Err_NONE);
-    const PixelView v = viewOf(defaultEye(), Ball{}, 79, 59);
-    ASSERT_EQ(v.hits, 9);
-    const double f = v.cross.tNear / 1000;   // about 0.182
+    const SampleCount v = coverage(defaultView(), litBall(), 79, 59);
+    ASSERT_EQ(v.n, 9);
+    const double f = v.hit.tNear / 1000;   // about 0.182
     const Rgba got = pixelAt(r.image, 79, 59);
     EXPECT_NEAR(got.r, 0.8 * (1 - f), 1e-4);
     EXPECT_NEAR(got.g, 0.6 * (1 - f), 1e-4);

@@ -1,10 +1,10 @@
 // How a frame is rendered: one direct pass without depth of field, a buffered and a gather
-// pass over four temporary worlds with it; what each pixel depth writes; and what happens
+// pass over four temporary worlds with it; and what happens
 // when the sampling suites the kernels need are missing or unusable.
-#include "shading_support.h"
+#include "renderer/renderer_support.h"
 
 using namespace asmtest;
-using namespace shadetest;
+using namespace rtest;
 
 namespace {
 
@@ -26,7 +26,6 @@ struct PassCase {
 void PrintTo(const PassCase& c, std::ostream* os) { *os << c.name; }
 
 class PassStructure : public AssemblyParamTest<PassCase> {};
-class OutputDepth : public AssemblyTest {};
 
 } // namespace
 
@@ -173,45 +172,6 @@ TEST_F(PassWorlds, TheBufferedPassRunsBeforeTheGatherPass)
         EXPECT_NE(before1[std::size_t(i)], before2[std::size_t(i)]) << "world " << i << " not written by the first pass";
     EXPECT_EQ(before1[4], before2[4]) << "the first pass wrote the output";
     EXPECT_EQ(pixelAt(r.image, 80, 60).a, 1.0) << "the second pass draws the sphere";
-}
-
-// The same lit frame at the three depths: float keeps the shaded values as they are (above 1
-// where emission and light add up); 8 and 16 bits scale by 255 and 32768, clamp and truncate.
-// The texture is white, which every depth holds exactly; the light gives the hues.
-TEST_F(OutputDepth, IntegerDepthsScaleClampAndTruncateTheFloatFrame)
-{
-    Surface s;
-    s.texture = {1, 1, 1, 1};
-    s.emit = 60, s.diffuse = 100;
-    const SceneSetup setup = litScene(s, {SceneLight{"parallel", {-200, -100, -300}, {80, 60, 0}, 100, {1, 0.55, 0.3}}});
-    const Rendered f = renderScene(setup, kFloat);
-    ASSERT_EQ(f.result, PF_Err_NONE);
-    bool aboveOne = false;
-    for (float v : f.image.rgba)
-        aboveOne = aboveOne || v > 1.0f;
-    EXPECT_TRUE(aboveOne) << "the float frame is not clamped";
-
-    for (auto [depth, scale] : {std::pair{8, 255.0}, std::pair{16, 32768.0}}) {
-        const Rendered r = renderScene(setup, {0, depth, 1, 1});
-        ASSERT_EQ(r.result, PF_Err_NONE);
-        int failures = 0;
-        for (std::size_t i = 0; i < f.image.rgba.size() && failures < 5; ++i) {
-            const double exact = std::clamp(double(f.image.rgba[i]) * scale, 0.0, scale);
-            const double code = std::round(double(r.image.rgba[i]) * scale);
-            // Truncated, not rounded; only a value within a twentieth of a whole code may land
-            // either side of it.
-            const double fraction = exact - std::floor(exact);
-            const bool onEdge = fraction < 0.05 || fraction > 0.95;
-            if (onEdge ? std::abs(code - std::round(exact)) > 1 : code != std::floor(exact)) {
-                ADD_FAILURE() << depth << " bits, value " << i << ": code " << code << ", float frame "
-                              << f.image.rgba[i] << " gives " << std::floor(exact);
-                ++failures;
-            }
-        }
-        EXPECT_EQ(failures, 0) << depth << " bits";
-        // Mid-sphere the clamped channel is full scale and never rounded up past it.
-        EXPECT_EQ(pixelAt(r.image, 60, 45).r, 1.0) << depth << " bits";
-    }
 }
 
 namespace {

@@ -2,11 +2,11 @@
 // calls: 8- and 16-bit frames are the float frame scaled to their full scale (255, 32768),
 // clamped and truncated, and a frame does not depend on how the host spreads its pixels over
 // threads.
-#include "renderer/geometry_support.h"
+#include "renderer/renderer_support.h"
 
 #include <cstring>
 
-using namespace geotest;
+using namespace rtest;
 using asmtest::renderScene;
 
 namespace {
@@ -16,24 +16,20 @@ const char* kAmbientLight = R"({ "name": "Amb", "type": "light", "light": { "typ
 
 struct DepthCase {
     const char* name;
-    Placement placement;
-    std::map<std::string, std::string> params;
-    const char* layers;
+    asmtest::SceneSetup scene;
 };
 
 class PixelDepth : public asmtest::AssemblyParamTest<DepthCase> {};
-
-asmtest::SceneSetup depthScene(const DepthCase& c) { return geometryScene(c.placement, c.params, c.layers); }
 
 // Every channel of an integer frame is the float frame's value times the full scale, clamped
 // to 0 .. full scale and truncated (either product, in single or double precision, counts).
 TEST_P(PixelDepth, IntegerFramesAreTheFloatFrameTruncated)
 {
     const DepthCase& c = GetParam();
-    const auto f = renderScene(depthScene(c), {0, 32});
+    const auto f = renderScene(c.scene, {0, 32});
     ASSERT_EQ(f.result, PF_Err_NONE);
     for (int depth : {8, 16}) {
-        const auto r = renderScene(depthScene(c), {0, depth});
+        const auto r = renderScene(c.scene, {0, depth});
         ASSERT_EQ(r.result, PF_Err_NONE);
         ASSERT_EQ(r.image.rgba.size(), f.image.rgba.size());
         const double full = fullScale(depth);
@@ -58,10 +54,10 @@ TEST_P(PixelDepth, IntegerFramesAreTheFloatFrameTruncated)
 
 INSTANTIATE_TEST_SUITE_P(
     Scenes, PixelDepth,
-    testing::Values(DepthCase{"Gradient", {40, {80, 60, 0}, {-90, 0, -90}}, {}, ""},
-                    DepthCase{"OpenedFarWall", {36, {80, 60, 0}, {-60, 20, -90}, 0.5}, {{"Render Side", "2"}}, ""},
-                    DepthCase{"TexturedOverbright", {40, {80, 60, 0}, {-90, 0, -90}}, {{"Texture", "\"Tex\""}},
-                              kAmbientLight}),
+    testing::Values(DepthCase{"Gradient", geometryScene({40, {80, 60, 0}, {-90, 0, -90}})},
+                    DepthCase{"OpenedFarWall", geometryScene({36, {80, 60, 0}, {-60, 20, -90}, 0.5}, {{"Render Side", "2"}})},
+                    DepthCase{"TexturedOverbright",
+                              geometryScene({40, {80, 60, 0}, {-90, 0, -90}}, {{"Texture", "\"Tex\""}}, kAmbientLight)}),
     [](const testing::TestParamInfo<DepthCase>& i) { return std::string(i.param.name); });
 
 class PixelDepthScale : public asmtest::AssemblyTest {};
@@ -82,22 +78,22 @@ TEST_F(PixelDepthScale, FloatIsUnclampedAndFullScaleIsExact)
         ASSERT_EQ(r->result, PF_Err_NONE);
 
     // Pixel (79, 59) lies well inside the disc.
-    const Rgba bright = pixelOf(f.image, 79, 59);
+    const Rgba bright = pixelAt(f.image, 79, 59);
     EXPECT_NEAR(bright.r, 2.0, 1e-5);
     EXPECT_EQ(bright.g, 0.0);
     EXPECT_EQ(bright.a, 1.0);
-    EXPECT_EQ(pixelOf(s.image, 79, 59).r * 32768, 32768);
-    EXPECT_EQ(pixelOf(e.image, 79, 59).r * 255, 255);
-    EXPECT_EQ(pixelOf(p32.image, 79, 59).r, 1.0);
-    EXPECT_EQ(pixelOf(p16.image, 79, 59).r * 32768, 32768);
-    EXPECT_EQ(pixelOf(p16.image, 79, 59).a * 32768, 32768);
+    EXPECT_EQ(pixelAt(s.image, 79, 59).r * 32768, 32768);
+    EXPECT_EQ(pixelAt(e.image, 79, 59).r * 255, 255);
+    EXPECT_EQ(pixelAt(p32.image, 79, 59).r, 1.0);
+    EXPECT_EQ(pixelAt(p16.image, 79, 59).r * 32768, 32768);
+    EXPECT_EQ(pixelAt(p16.image, 79, 59).a * 32768, 32768);
 
     int above = 0, covered = 0;
     for (int y = 0; y < asmtest::kHeight; ++y)
         for (int x = 0; x < asmtest::kWidth; ++x)
-            if (pixelOf(f.image, x, y).a == 1) {
+            if (pixelAt(f.image, x, y).a == 1) {
                 ++covered;
-                above += pixelOf(f.image, x, y).r > 1.99 ? 1 : 0;
+                above += pixelAt(f.image, x, y).r > 1.99 ? 1 : 0;
             }
     EXPECT_GT(covered, 4000);
     EXPECT_EQ(above, covered) << "every opaque float pixel keeps its value above 1";
@@ -118,7 +114,7 @@ asmtest::SceneSetup litTexturedScene()
     asmtest::SceneSetup s = geometryScene(
         p, {{"Texture", "\"Tex\""}, {"Show Pivot", "true"}, {"Reflection Map", "\"Refl\""}},
         R"({ "name": "Key", "type": "light", "position": [20, 10, -150], "light": { "type": "point" } },)");
-    s.edit = replaceTexture(imageOf(16, 9, [](int x, int y) {
+    s.edit = replaceLayerImage(imageOf(16, 9, [](int x, int y) {
         return Rgba{x / 15.0, y / 8.0, (x * y) % 3 / 2.0, (x + y) % 5 ? 1.0 : 0.5};
     }));
     return s;
@@ -131,6 +127,30 @@ asmtest::SceneSetup blurredScene()
         p, {{"Depth Of Field", "3"}, {"Render Side", "1"}},
         R"({ "name": "Cam", "type": "camera", "position": [80, 60, -222.22222222222223],
              "camera": { "depthOfField": true, "focusDistance": 120, "aperture": 60 } },)");
+}
+
+// Renders with a chosen iterate order, counting the iterate runs.
+orbhost::Image renderWithIterate(const asmtest::SceneSetup& setup, orbhost::FrameRequest request,
+                                 const orbhost::IterateOptions& iterate, int* passes = nullptr)
+{
+    orbhost::HostConfig config;
+    config.iterate = iterate;
+    if (passes) {
+        *passes = 0;
+        config.iterateObserver = [passes](const void*, A_long) { ++*passes; };
+    }
+    orbhost::EffectHost host(asmtest::modulePath(), config);
+    orbhost::Image image;
+    if (host.start() != PF_Err_NONE) {
+        ADD_FAILURE() << "the module did not start";
+        return image;
+    }
+    orbhost::Scene scene = orbhost::parseSceneText(asmtest::sceneJson(setup), "geometry.json", ".");
+    if (setup.edit)
+        setup.edit(scene);
+    orbhost::bindScene(host, scene);
+    EXPECT_EQ(host.renderFrame(request, &image), PF_Err_NONE);
+    return image;
 }
 
 class IterateOrder : public asmtest::AssemblyParamTest<OrderCase> {};

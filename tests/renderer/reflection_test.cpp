@@ -2,12 +2,12 @@
 // latitude/longitude image fixed to the composition, weighted by "Reflection Intensity" and
 // the rolloff towards grazing angles, tinted by "Metal". The sphere has no lights and no
 // emission here, so what shows is the reflection alone.
-#include "shading_support.h"
+#include "renderer/renderer_support.h"
 
 #include <set>
 
 using namespace asmtest;
-using namespace shadetest;
+using namespace rtest;
 
 namespace {
 
@@ -20,51 +20,36 @@ Vec3d bandColour(int column, int row) { return {(column + 0.5) / kBandsX, (row +
 
 orbhost::Image bandedMap()
 {
-    orbhost::Image image = orbhost::solidImage(kMapWidth, kMapHeight, 0, 0, 0, 1);
-    for (int y = 0; y < kMapHeight; ++y)
-        for (int x = 0; x < kMapWidth; ++x) {
-            const Vec3d c = bandColour(x / kBand, y / kBand);
-            float* p = &image.rgba[4 * (std::size_t(y) * kMapWidth + std::size_t(x))];
-            p[0] = float(c[0]), p[1] = float(c[1]), p[2] = float(c[2]);
-        }
-    return image;
-}
-
-// Gives the "Refl" layer the banded map's pixels.
-void useBandedMap(orbhost::Scene& scene)
-{
-    for (orbhost::Layer& layer : scene.layers)
-        if (layer.displayName() == "Refl") {
-            layer.image = bandedMap();
-            layer.width = kMapWidth;
-            layer.height = kMapHeight;
-        }
+    return imageOf(kMapWidth, kMapHeight, [](int x, int y) {
+        const Vec3d c = bandColour(x / kBand, y / kBand);
+        return Rgba{c[0], c[1], c[2], 1};
+    });
 }
 
 // Where the mirrored ray of a pixel reads the map: the sample's centre in map pixels and its
-// half-sizes, and the weight that the view angle gives it.
+// half-sizes, the weight that the view angle gives it and the map's latitude there. Towards
+// the map's top and bottom rows a step across the view sweeps more of the map's width (its
+// parallels are shorter there), so the sample widens across; `widen` false leaves that out.
 struct MapRead {
     double x = 0, y = 0, rx = 0, ry = 0;
-    double weight = 0;
+    double weight = 0, latitude = 0;
 };
 
-MapRead mapRead(const Eye& eye, const Ball& ball, int px, int py, double sharpness, double rolloff, double intensity,
-                int width, int height)
+MapRead mapRead(int px, int py, double sharpness, double rolloff, double intensity, int width, int height,
+                bool widen = true)
 {
-    const PixelView v = viewOf(eye, ball, px, py);
-    const Vec3d d = v.dir;
-    const Vec3d p = eye.position + d * v.cross.tNear;
+    const Sphere ball = litBall();
+    const SampleCount v = coverage(defaultView(), ball, px, py);
+    const Vec3d d = v.ray.d;
+    const Vec3d p = v.ray.o + d * v.hit.tNear;
     const Vec3d n = neg((p - ball.centre) * (1 / ball.radius));   // the wall facing the viewer
-    const auto crossP = [](Vec3d a, Vec3d b) {
-        return Vec3d{a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2], a[0] * b[1] - a[1] * b[0]};
-    };
     const double c = dot(n, d);
     const Vec3d r = normalized(d - n * (2 * c));
-    const Vec3d b = normalized(crossP(d, n));
+    const Vec3d b = normalized(cross(d, n));
     // How fast the mirrored ray sweeps the map as the view ray moves.
-    const Vec3d x = crossP(r, b);
-    const Vec3d e = normalized(crossP(r, {0, 1, 0}));
-    const Vec3d g = crossP(r, e);
+    const Vec3d x = cross(r, b);
+    const Vec3d e = normalized(cross(r, {0, 1, 0}));
+    const Vec3d g = cross(r, e);
     const double du = std::sqrt(dot(e, x) * dot(e, x) / (c * c) + dot(e, b) * dot(e, b));
     const double dv = std::sqrt(dot(g, x) * dot(g, x) / (c * c) + dot(g, b) * dot(g, b));
     // Latitude from y (up on screen is the map's first row), longitude from z and x.
@@ -73,8 +58,8 @@ MapRead mapRead(const Eye& eye, const Ball& ball, int px, int py, double sharpne
     double lon = std::atan2(r[2], r[0]) / (2 * kPi) - 0.25;
     lon -= std::floor(lon);
     MapRead m;
-    m.x = width * lon, m.y = height * lat;
-    m.rx = std::max(du / sv * (1 - sharpness), 1 / 65536.0);
+    m.x = width * lon, m.y = height * lat, m.latitude = lat;
+    m.rx = std::max((widen ? du / sv : du) * (1 - sharpness), 1 / 65536.0);
     m.ry = std::max(dv * (1 - sharpness), 1 / 65536.0);
     m.weight = std::pow(1 - std::abs(c), 10 * rolloff / 100) * intensity / 100;
     return m;
@@ -124,17 +109,15 @@ TEST_P(ReflectionPlacement, MirroredRaysReadTheBandTheyPointAt)
     params["Reflection Intensity"] = num(c.intensity);
     params["Sharpness"] = num(c.sharpness);
     SceneSetup setup = litScene(s, {}, params);
-    setup.edit = useBandedMap;
+    setup.edit = replaceLayerImage(bandedMap(), "Refl");
     const Rendered r = renderScene(setup, kFloat);
     ASSERT_EQ(r.result, PF_Err_NONE);
 
-    const Eye eye = defaultEye();
-    const Ball ball;
     std::vector<std::pair<int, int>> pixels;
     std::set<std::pair<int, int>> bands;
     std::map<std::pair<int, int>, std::pair<int, int>> bandOf;
-    for (auto [x, y] : facingPixels(eye, ball, 2, 22, 0.3)) {
-        const MapRead m = mapRead(eye, ball, x, y, c.sharpness, 0, c.intensity, kMapWidth, kMapHeight);
+    for (auto [x, y] : facingPixels(2, 22, 0.3)) {
+        const MapRead m = mapRead(x, y, c.sharpness, 0, c.intensity, kMapWidth, kMapHeight);
         const int column = soleBand(m.x, m.rx), row = soleBand(m.y, m.ry);
         if (column < 0 || row < 0)
             continue;
@@ -194,13 +177,11 @@ TEST_P(ReflectionRolloff, WeighsTheReflectionByTheViewAngle)
                                                     {"Reflection Intensity", num(c.intensity)}}),
                                    kFloat);
     ASSERT_EQ(r.result, PF_Err_NONE);
-    const Eye eye = defaultEye();
-    const Ball ball;
     const auto model = [&](int x, int y) {
-        const MapRead m = mapRead(eye, ball, x, y, 0.5, c.rolloff, c.intensity, 30, 12);
+        const MapRead m = mapRead(x, y, 0.5, c.rolloff, c.intensity, 30, 12);
         return Rgba{0, m.weight * s.tint()[1], 0, 1};
     };
-    expectPixels(r.image, facingPixels(eye, ball, 3, 22, 0.2), model, 1e-3, c.name);
+    expectPixels(r.image, facingPixels(3, 22, 0.2), model, 1e-3, c.name);
 
     // The middle of the face against a pixel near the outline on the same row.
     const Rgba middle = pixelAt(r.image, 79, 59), outline = pixelAt(r.image, 44, 59);
@@ -239,9 +220,48 @@ TEST_F(Reflection, NoneWithoutIntensityOrMap)
         ASSERT_EQ(r.result, PF_Err_NONE);
         EXPECT_EQ(r.image.rgba, plain.image.rgba) << params.begin()->second << " / " << params.rbegin()->second;
     }
-    const Eye eye = defaultEye();
-    const Ball ball;
     expectPixels(
-        plain.image, facingPixels(eye, ball),
-        [&](int x, int y) { return expectedPixel(s, {}, {}, eye, ball, x, y); }, 1e-4, "emission only");
+        plain.image, facingPixels(),
+        [&](int x, int y) { return expectedPixel(s, {}, {}, x, y); }, 1e-4, "emission only");
+}
+
+// Reflections at steep latitudes: a map of one-pixel columns blurs more across in the lower
+// part of the sphere, whose mirrored rays head down the composition towards the map's bottom
+// rows.
+TEST_F(Reflection, SampleWidensAcrossTowardsThePoles)
+{
+    Surface s;
+    s.emit = 0;
+    SceneSetup setup = litScene(s, {}, {{"Reflection Map", R"("Refl")"},
+                                        {"Reflection Rolloff", "0"},
+                                        {"Reflection Intensity", "100"},
+                                        {"Sharpness", "0.5"}});
+    // One-pixel columns: red alternates, green climbs in fours, blue is constant.
+    const orbhost::Image map =
+        imageOf(64, 16, [](int x, int) { return Rgba{double(x % 2), (x / 4 % 4) / 3.0, 0.5, 1}; });
+    setup.edit = replaceLayerImage(map, "Refl");
+    const Rendered r = renderScene(setup, kFloat);
+    ASSERT_EQ(r.result, PF_Err_NONE);
+
+    const auto sample = [&](const MapRead& m) {
+        return areaSample(map, fixedCoord(m.x), fixedCoord(m.y), fixedRadius(m.rx), fixedRadius(m.ry));
+    };
+    int compared = 0, sensitive = 0, failures = 0;
+    for (int y = 62; y < 100; ++y)
+        for (int x = 40; x < 120; ++x) {
+            if (coverage(defaultView(), litBall(), x, y).n != 9)
+                continue;
+            const MapRead m = mapRead(x, y, 0.5, 0, 100, map.width, map.height);
+            if (m.latitude < 0.55 || m.latitude > 0.97)
+                continue;
+            ++compared;
+            const Rgba want = sample(m);
+            const std::string where = "pixel (" + std::to_string(x) + ", " + std::to_string(y) + ") at latitude " +
+                                      std::to_string(m.latitude);
+            if (!matches(pixelAt(r.image, x, y), {want.r, want.g, want.b, 1}, 2e-3, where) && ++failures >= 5)
+                return;
+            sensitive += std::abs(sample(mapRead(x, y, 0.5, 0, 100, map.width, map.height, false)).r - want.r) > 0.05;
+        }
+    EXPECT_GT(compared, 300);
+    EXPECT_GT(sensitive, 100) << "pixels where the widening shows";
 }
