@@ -290,6 +290,9 @@ INSTANTIATE_TEST_SUITE_P(
         BlurCase{"OutsideShowsTheNearWallBlurred", {400, 60}, "Outside"},
         // Half the sphere lies left of the frame.
         BlurCase{"CutByTheLeftEdge", {}, "Full", "On", 41, {30, {12, 60, 0}, {90, 0, 0}}},
+        // Half the sphere lies right of the frame and below it: the blur boxes there shrink at
+        // the last column and row.
+        BlurCase{"CutByTheRightAndBottomEdges", {}, "Full", "On", 30, {30, {148, 108, 0}, {90, 0, 0}}},
         // A draft render at half resolution, and at half resolution across only.
         BlurCase{"HalfResolution", {}, "Full", "On", 41, {40, {80, 60, 0}, {90, 0, 0}}, 0, 2, 2},
         BlurCase{"HalfResolutionAcross", {}, "Full", "On", 41, {40, {80, 60, 0}, {90, 0, 0}}, 0, 2, 1},
