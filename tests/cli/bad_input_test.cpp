@@ -1,12 +1,12 @@
-// Broken scenes and bad arguments: exit code 2, nothing written, and a message that points at
-// the file and the place in it.
+// Broken scenes and options a user gets wrong or uses to break the render: exit code 2 (or 1 for a
+// render that fails), nothing written, and a message that points at the file and the place in it.
 #include "cli/cli_scene.h"
-#include "cli/run_program.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <filesystem>
+#include <tuple>
 
 namespace orbhost::testing {
 namespace {
@@ -17,6 +17,7 @@ struct BrokenScene {
     const char* to;    // ... and what it is replaced with
     const char* place;    // JSON pointer expected in the message ("" for malformed JSON)
     const char* problem;  // words expected in the message
+    const char* notInMessage = "";  // words that must not appear ("" for no such check)
 };
 
 void PrintTo(const BrokenScene& c, std::ostream* os) { *os << c.name; }
@@ -26,25 +27,25 @@ class BrokenSceneTest : public ::testing::TestWithParam<BrokenScene> {};
 TEST_P(BrokenSceneTest, ExitsTwoWritesNothingAndNamesThePlace)
 {
     const BrokenScene& c = GetParam();
-    TempFolder folder(currentTestTag());
     const std::string scene = withEdit(basicSceneText(), c.from, c.to);
-    folder.write("scene.json", scene);
-    const std::string output = folder.file("out.png");
-
-    const ProgramResult run = runProgram({folder.file("scene.json"), "-o", output});
+    const SceneFolder folder(scene);
+    const ProgramResult run = folder.render({"-o", folder.file("out.png")});
     SCOPED_TRACE(run.transcript());
     EXPECT_EQ(run.exitCode, 2);
-    EXPECT_FALSE(std::filesystem::exists(output));
+    EXPECT_FALSE(std::filesystem::exists(folder.file("out.png")));
     // One line: "orbulon-render: FILE: PLACE: problem".
-    EXPECT_EQ(run.err.rfind("orbulon-render: " + folder.file("scene.json") + ": ", 0), 0u);
+    const std::string file = "orbulon-render: " + folder.scene() + ": ";
     EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1);
     if (*c.place) {
-        EXPECT_NE(run.err.find(std::string(": ") + c.place + ": "), std::string::npos);
+        EXPECT_EQ(run.err.rfind(file + c.place + ": ", 0), 0u);
     } else {  // malformed JSON: the line of the edit
         const auto line = 1 + std::count(scene.begin(), scene.begin() + scene.find(c.to), '\n');
-        EXPECT_NE(run.err.find(": line " + std::to_string(line) + ", column "), std::string::npos);
+        EXPECT_EQ(run.err.rfind(file + "line " + std::to_string(line) + ", column ", 0), 0u);
     }
     EXPECT_NE(run.err.find(c.problem), std::string::npos);
+    if (*c.notInMessage) {
+        EXPECT_EQ(run.err.find(c.notInMessage), std::string::npos);
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -74,49 +75,83 @@ INSTANTIATE_TEST_SUITE_P(
         BrokenScene{"effect_on_unknown_layer", "\"layer\": \"Sphere\"", "\"layer\": \"Spehre\"", "/effect/layer",
                     "Spehre"},
         BrokenScene{"texture_names_no_layer", "\"Texture\": \"UV Grid\"", "\"Texture\": \"Nowhere\"",
-                    "/effect/params/Texture", "Nowhere"}),
+                    "/effect/params/Texture", "Nowhere"},
+        // A near miss is offered the closest registered name; a far one is offered nothing.
+        BrokenScene{"unknown_parameter_suggestion", "\"Radius\":", "\"Raduis\":", "/effect/params/Raduis",
+                    "unknown parameter \"Raduis\" (did you mean \"Radius\"?)"},
+        BrokenScene{"unknown_parameter_no_suggestion", "\"Radius\":", "\"Qwxzvbnmkj\":",
+                    "/effect/params/Qwxzvbnmkj", "Qwxzvbnmkj", "did you mean"},
+        BrokenScene{"duplicate_key", "\"Radius\": 150,", "\"Radius\": 150, \"Radius\": 20,", "/effect/params/Radius",
+                    "appears twice"},
+        // The pointer, not the JSON library's own text.
+        BrokenScene{"number_overflow", "\"Radius\": 150", "\"Radius\": 1e999", "/effect/params/Radius", "",
+                    "[json.exception"},
+        // One short line, not the rest of the file.
+        BrokenScene{"open_comment", "\"Radius\": 150,", "\"Radius\": 150, /* unfinished", "",
+                    "comment is never closed", "Use Composition Camera"}),
     [](const auto& info) { return std::string(info.param.name); });
 
-struct BadArguments {
-    const char* name;
-    std::vector<std::string> args;  // after the scene; the output name comes from `output`
-    const char* output;
-    const char* complaint;  // words expected in stderr
-};
-
-void PrintTo(const BadArguments& c, std::ostream* os) { *os << c.name; }
-
-class BadArgumentsTest : public ::testing::TestWithParam<BadArguments> {};
-
-TEST_P(BadArgumentsTest, ExitTwoBeforeRendering)
+// Reflection Map, Control Layer and Texture need a layer with pixels, not a camera or a light.
+TEST(LayerParameterKinds, ReflectionMapOrControlLayerNamingACameraOrLightIsRefused)
 {
-    const BadArguments& c = GetParam();
-    TempFolder folder(currentTestTag());
-    folder.write("scene.json", basicSceneText());
-    std::vector<std::string> args{folder.file("scene.json"), "-o", folder.file(c.output)};
-    args.insert(args.end(), c.args.begin(), c.args.end());
+    const std::string scene = withEdit(basicSceneText(), "\"layers\": [",
+                                       "\"layers\": [ { \"name\": \"Cam\", \"type\": \"camera\" }, "
+                                       "{ \"name\": \"Lamp\", \"type\": \"light\" },");
+    for (const auto& [param, layer, kind] : {std::tuple{"Reflection Map", "Lamp", "a light"},
+                                              std::tuple{"Control Layer", "Cam", "a camera"},
+                                              std::tuple{"Texture", "Cam", "a camera"}}) {
+        SCOPED_TRACE(param);
+        const std::string assignment = "\"" + std::string(param) + "\": \"" + layer + "\"";
+        const SceneFolder folder(std::string(param) == "Texture"
+                                     ? withEdit(scene, "\"Texture\": \"UV Grid\"", assignment)
+                                     : withEdit(scene, "\"Radius\": 150", "\"Radius\": 150, " + assignment));
+        const ProgramResult run = folder.render({"-o", folder.file("out.png")});
+        SCOPED_TRACE(run.transcript());
+        EXPECT_EQ(run.exitCode, 2);
+        EXPECT_FALSE(std::filesystem::exists(folder.file("out.png")));
+        EXPECT_EQ(run.err.rfind("orbulon-render: " + folder.scene() + ": /effect/params/" + param + ": ", 0), 0u);
+        EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1);
+        EXPECT_NE(run.err.find("\"" + std::string(param) + "\" needs a layer with pixels; \"" + layer + "\" is " + kind),
+                  std::string::npos);
+    }
+}
 
-    const ProgramResult run = runProgram(args);
-    SCOPED_TRACE(run.transcript());
-    EXPECT_EQ(run.exitCode, 2);
-    EXPECT_NE(run.err.find(c.complaint), std::string::npos);
-    using std::filesystem::directory_iterator;
-    EXPECT_EQ(std::distance(directory_iterator(folder.path()), directory_iterator{}), 1)
-        << "something besides the scene file was written";
+class OptionTest : public ::testing::TestWithParam<OptionCase> {};
+
+TEST_P(OptionTest, ExitsAndSaysAsExpected)
+{
+    expectOptionRun(SceneFolder(), GetParam());
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Cli, BadArgumentsTest,
-    ::testing::Values(BadArguments{"bit_depth_12", {"--bit-depth", "12"}, "out.png", "--bit-depth"},
-                      BadArguments{"frames_backwards", {"--frames", "5:2"}, "out_####.png", "--frames 5:2"},
-                      BadArguments{"frames_without_pattern", {"--frames", "0:2"}, "out.png", "numbered output name"},
-                      BadArguments{"unknown_fault_kind", {"--fail", "nonsense:1"}, "out.png", "nonsense:1"},
-                      BadArguments{"downsample_too_large", {"--downsample", "17"}, "out.png", "--downsample 17"},
-                      BadArguments{"downsample_with_junk", {"--downsample", "2x"}, "out.png", "--downsample 2x"},
-                      BadArguments{"frame_past_the_end", {"--frame", "50"}, "out.png", "frame 50 is past the end"},
-                      BadArguments{"frames_past_the_end", {"--frames", "48:51"}, "out_####.png", "frame 51"},
-                      BadArguments{"unwritable_format", {}, "out.bmp", "cannot write '.bmp' files"}),
-    [](const auto& info) { return std::string(info.param.name); });
+    Cli, OptionTest,
+    ::testing::Values(
+        // Usage errors: exit 2 before anything renders.
+        OptionCase{"bit_depth_12", {"--bit-depth", "12"}, 2, {"--bit-depth"}},
+        OptionCase{"frames_backwards", {"--frames", "5:2"}, 2, {"--frames 5:2"}, "", "out_####.png"},
+        OptionCase{"frames_without_pattern", {"--frames", "0:2"}, 2, {"numbered output name"}},
+        OptionCase{"unknown_fault_kind", {"--fail", "nonsense:1"}, 2, {"nonsense:1"}},
+        OptionCase{"downsample_too_large", {"--downsample", "17"}, 2, {"--downsample 17"}},
+        OptionCase{"downsample_with_junk", {"--downsample", "2x"}, 2, {"--downsample 2x"}},
+        OptionCase{"frame_past_the_end", {"--frame", "50"}, 2, {"frame 50 is past the end"}},
+        OptionCase{"frames_past_the_end", {"--frames", "48:51"}, 2, {"frame 51"}, "", "out_####.png"},
+        OptionCase{"unwritable_format", {}, 2, {"cannot write '.bmp' files"}, "", "out.bmp"},
+        OptionCase{"negative_thread_count", {"--threads=-2"}, 2, {"--threads"}},
+        OptionCase{"max_memory_unreadable", {"--max-memory", "lots"}, 2, {"--max-memory lots"}},
+        // A fault plan that cannot act says so, listing the names the host serves.
+        OptionCase{"fail_suite_unknown",
+                   {"--fail-suite", "AEGP Utilty Suite"},
+                   2,
+                   {"orbulon-render: --fail-suite \"AEGP Utilty Suite\": the host serves no suite", "AEGP Utility Suite"}},
+        // Render failures: exit 1, nothing written; effect errors print with their names.
+        OptionCase{"utility_suite_refused", {"--fail-suite", "AEGP Utility Suite"}, 1,
+                   {"bad callback parameter (516)"}, "error 516"},
+        OptionCase{"third_add_param_fails", {"--fail", "add_param:3"}, 1, {"PARAMS_SETUP"}},
+        OptionCase{"module_missing", {"--module", "/nonexistent.so"}, 1, {"/nonexistent.so"}},
+        // Options that render.
+        OptionCase{"threads_zero_is_one_per_core", {"--threads", "0", "--downsample", "4"}, 0, {}},
+        OptionCase{"max_memory_above_the_frame", {"--frame", "0", "--max-memory", "1G"}, 0, {}}),
+    caseName);
 
 TEST(CliUsage, NoSceneAndNoOutputExitsTwo)
 {

@@ -1,13 +1,18 @@
 // Scene files for the end-to-end tests: the shipped example, made to work from any folder.
 #pragma once
 
+#include "cli/run_program.h"
 #include "scene/temp_folder.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <filesystem>
 #include <fstream>
+#include <initializer_list>
 #include <sstream>
 #include <string>
+#include <vector>
 
 namespace orbhost::testing {
 
@@ -46,5 +51,81 @@ inline std::string currentTestTag()
             c = '-';
     return tag;
 }
+
+// The whole file, byte for byte ("" when it cannot be read).
+inline std::string fileBytes(const std::string& path)
+{
+    std::ostringstream bytes;
+    bytes << std::ifstream(path, std::ios::binary).rdbuf();
+    return bytes.str();
+}
+
+// PNG file names under the folder, sorted, walking into sub-folders.
+inline std::vector<std::string> imagesIn(const std::string& folder)
+{
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder))
+        if (entry.is_regular_file() && entry.path().extension() == ".png")
+            names.push_back(std::filesystem::relative(entry.path(), folder).generic_string());
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+// A folder for the running test holding scene.json, the example scene unless told otherwise.
+class SceneFolder : public TempFolder {
+public:
+    explicit SceneFolder(const std::string& scene = basicSceneText()) : TempFolder(currentTestTag())
+    {
+        write("scene.json", scene);
+    }
+    std::string scene() const { return file("scene.json"); }
+    // Runs the program on scene.json with these arguments after it.
+    ProgramResult render(std::initializer_list<std::string> args) const
+    {
+        std::vector<std::string> all{scene()};
+        all.insert(all.end(), args);
+        return runProgram(all);
+    }
+};
+
+// A run of the example scene as "SCENE -o FOLDER/output ARGS...", what it must end with and what
+// its messages must and must not hold.
+struct OptionCase {
+    const char* name;
+    std::vector<std::string> args;
+    int exitCode;
+    std::vector<std::string> inStderr;  // every one must appear
+    const char* notInStderr = "";       // must not appear ("" for no such check)
+    const char* output = "out.png";
+};
+
+inline void PrintTo(const OptionCase& c, std::ostream* os) { *os << c.name; }
+
+// Runs the case in the folder and checks it: a success writes the output, a failure writes
+// nothing at all beside the scene.
+inline ProgramResult expectOptionRun(const SceneFolder& folder, const OptionCase& c)
+{
+    std::vector<std::string> args{folder.scene(), "-o", folder.file(c.output)};
+    args.insert(args.end(), c.args.begin(), c.args.end());
+    const ProgramResult run = runProgram(args);
+    SCOPED_TRACE(run.transcript());
+    EXPECT_EQ(run.exitCode, c.exitCode);
+    for (const std::string& words : c.inStderr)
+        EXPECT_NE(run.err.find(words), std::string::npos) << words;
+    if (*c.notInStderr) {
+        EXPECT_EQ(run.err.find(c.notInStderr), std::string::npos) << c.notInStderr;
+    }
+    if (c.exitCode == 0) {
+        EXPECT_TRUE(std::filesystem::exists(folder.file(c.output)));
+    } else {
+        using std::filesystem::directory_iterator;
+        EXPECT_EQ(std::distance(directory_iterator(folder.path()), directory_iterator{}), 1)
+            << "something besides the scene file was written";
+    }
+    return run;
+}
+
+// Test names for the cases of a parameterised suite.
+inline std::string caseName(const ::testing::TestParamInfo<OptionCase>& info) { return info.param.name; }
 
 }  // namespace orbhost::testing

@@ -1,7 +1,6 @@
 // The command-line habits of orbulon-render: message prefix, --version, --quiet, --threads 0,
 // the progress line, named error codes, the --describe table and exit codes.
 #include "cli/cli_scene.h"
-#include "cli/run_program.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -37,10 +36,9 @@ void expectPrefixedMessages(const ProgramResult& run)
 
 TEST(CliMessages, EveryErrorStartsWithTheProgramName)
 {
-    TempFolder folder(currentTestTag());
-    folder.write("scene.json", basicSceneText());
+    const SceneFolder folder;
     folder.write("broken.json", withEdit(basicSceneText(), "\"Radius\": 150", "\"Radius\": \"big\""));
-    const std::string scene = folder.file("scene.json"), out = folder.file("out.png");
+    const std::string scene = folder.scene(), out = folder.file("out.png");
     const std::vector<std::vector<std::string>> cases{
         {scene, "-o", out, "--no-such-option"},
         {scene, "-o", out, "--bit-depth", "12"},
@@ -61,10 +59,9 @@ TEST(CliMessages, EveryErrorStartsWithTheProgramName)
 
 TEST(CliMessages, WarningsStartWithTheProgramName)
 {
-    TempFolder folder(currentTestTag());
-    folder.write("scene.json", basicSceneText());
+    const SceneFolder folder;
     const ProgramResult run =
-        runProgram({folder.file("scene.json"), "-o", folder.file("out.png"), "--fail", "param_ui:1"});
+        folder.render({"-o", folder.file("out.png"), "--fail", "param_ui:1"});
     ASSERT_EQ(run.exitCode, 0) << run.transcript();
     expectPrefixedMessages(run);
     EXPECT_NE(run.err.find("warning: "), std::string::npos) << run.transcript();
@@ -84,16 +81,15 @@ TEST(CliVersion, PrintsTheVersionAndExitsZero)
 
 TEST(CliQuiet, QuietSilencesWarningsButNotErrors)
 {
-    TempFolder folder(currentTestTag());
-    folder.write("scene.json", basicSceneText());
+    const SceneFolder folder;
     const ProgramResult warned =
-        runProgram({folder.file("scene.json"), "-o", folder.file("out.png"), "-q", "--fail", "param_ui:1"});
+        folder.render({"-o", folder.file("out.png"), "-q", "--fail", "param_ui:1"});
     EXPECT_EQ(warned.exitCode, 0) << warned.transcript();
     EXPECT_EQ(warned.err, "");
     EXPECT_TRUE(std::filesystem::exists(folder.file("out.png")));
 
     const ProgramResult failed =
-        runProgram({folder.file("scene.json"), "-o", folder.file("again.png"), "--quiet", "--fail", "add_param:3"});
+        folder.render({"-o", folder.file("again.png"), "--quiet", "--fail", "add_param:3"});
     EXPECT_EQ(failed.exitCode, 1) << failed.transcript();
     expectPrefixedMessages(failed);
 }
@@ -102,49 +98,12 @@ TEST(CliQuiet, QuietSilencesWarningsButNotErrors)
 
 TEST(CliProgress, NoProgressLineWhenStandardErrorIsNotATerminal)
 {
-    TempFolder folder(currentTestTag());
-    folder.write("scene.json", basicSceneText());
-    const ProgramResult run = runProgram(
-        {folder.file("scene.json"), "--frames", "0:2", "--downsample", "8", "-o", folder.file("f_####.png")});
+    const SceneFolder folder;
+    const ProgramResult run = folder.render(
+        {"--frames", "0:2", "--downsample", "8", "-o", folder.file("f_####.png")});
     ASSERT_EQ(run.exitCode, 0) << run.transcript();
     EXPECT_EQ(run.err, "");
     EXPECT_EQ(run.out.find('\r'), std::string::npos) << run.transcript();
-}
-
-// --threads
-
-TEST(CliThreads, ZeroMeansOnePerCore)
-{
-    TempFolder folder(currentTestTag());
-    folder.write("scene.json", basicSceneText());
-    const ProgramResult run =
-        runProgram({folder.file("scene.json"), "--threads", "0", "--downsample", "4", "-o", folder.file("out.png")});
-    EXPECT_EQ(run.exitCode, 0) << run.transcript();
-    EXPECT_TRUE(std::filesystem::exists(folder.file("out.png")));
-}
-
-TEST(CliThreads, NegativeCountIsAUsageError)
-{
-    TempFolder folder(currentTestTag());
-    folder.write("scene.json", basicSceneText());
-    const ProgramResult run =
-        runProgram({folder.file("scene.json"), "--threads=-2", "-o", folder.file("out.png")});
-    EXPECT_EQ(run.exitCode, 2) << run.transcript();
-    EXPECT_NE(run.err.find("--threads"), std::string::npos) << run.transcript();
-    EXPECT_FALSE(std::filesystem::exists(folder.file("out.png")));
-}
-
-// Error names
-
-TEST(CliErrorNames, EffectErrorsPrintWithTheirNames)
-{
-    TempFolder folder(currentTestTag());
-    folder.write("scene.json", basicSceneText());
-    const ProgramResult run =
-        runProgram({folder.file("scene.json"), "-o", folder.file("out.png"), "--fail-suite", "AEGP Utility Suite"});
-    EXPECT_EQ(run.exitCode, 1) << run.transcript();
-    EXPECT_NE(run.err.find("bad callback parameter (516)"), std::string::npos) << run.transcript();
-    EXPECT_EQ(run.err.find("error 516"), std::string::npos) << run.transcript();
 }
 
 // --describe
@@ -174,12 +133,10 @@ TEST(CliDescribe, ColumnsStayAlignedAndOpenRangesReadAny)
 
 TEST(CliExitCodes, ZeroOneAndTwo)
 {
-    TempFolder folder(currentTestTag());
-    folder.write("scene.json", basicSceneText());
-    const std::string scene = folder.file("scene.json");
-    EXPECT_EQ(runProgram({scene, "--downsample", "8", "-o", folder.file("ok.png")}).exitCode, 0);
-    EXPECT_EQ(runProgram({scene, "-o", folder.file("fail.png"), "--fail", "add_param:3"}).exitCode, 1);
-    EXPECT_EQ(runProgram({scene, "-o", folder.file("bad.png"), "--bit-depth", "7"}).exitCode, 2);
+    const SceneFolder folder;
+    EXPECT_EQ(folder.render({"--downsample", "8", "-o", folder.file("ok.png")}).exitCode, 0);
+    EXPECT_EQ(folder.render({"-o", folder.file("fail.png"), "--fail", "add_param:3"}).exitCode, 1);
+    EXPECT_EQ(folder.render({"-o", folder.file("bad.png"), "--bit-depth", "7"}).exitCode, 2);
     EXPECT_EQ(runProgram({folder.file("none.json"), "-o", folder.file("bad.png")}).exitCode, 2);
     EXPECT_EQ(runProgram({"--help"}).exitCode, 0);
 }
@@ -195,70 +152,58 @@ int runWithStdin(const std::string& input, const std::string& args, const std::s
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
-std::string fileText(const std::string& path)
-{
-    std::ostringstream text;
-    text << std::ifstream(path).rdbuf();
-    return text.str();
-}
-
 TEST(CliStdinScene, DashReadsTheSceneFromStandardInput)
 {
-    TempFolder folder(currentTestTag());
-    folder.write("scene.json", basicSceneText());
-    const int code = runWithStdin(folder.file("scene.json"), "- --downsample 8 -o '" + folder.file("out.png") + "'",
+    const SceneFolder folder;
+    const int code = runWithStdin(folder.scene(), "- --downsample 8 -o '" + folder.file("out.png") + "'",
                                   folder.file("err.txt"));
-    EXPECT_EQ(code, 0) << fileText(folder.file("err.txt"));
+    EXPECT_EQ(code, 0) << fileBytes(folder.file("err.txt"));
     EXPECT_TRUE(std::filesystem::exists(folder.file("out.png")));
 }
 
 TEST(CliStdinScene, BrokenSceneOnStandardInputIsNamedAsSuch)
 {
-    TempFolder folder(currentTestTag());
-    folder.write("scene.json", withEdit(basicSceneText(), "\"Radius\": 150,", "\"Radius\": 150,,"));
-    const int code = runWithStdin(folder.file("scene.json"), "- -o '" + folder.file("out.png") + "'",
+    const SceneFolder folder(withEdit(basicSceneText(), "\"Radius\": 150,", "\"Radius\": 150,,"));
+    const int code = runWithStdin(folder.scene(), "- -o '" + folder.file("out.png") + "'",
                                   folder.file("err.txt"));
     EXPECT_EQ(code, 2);
-    const std::string err = fileText(folder.file("err.txt"));
+    const std::string err = fileBytes(folder.file("err.txt"));
     EXPECT_EQ(err.rfind("orbulon-render: standard input: line ", 0), 0u) << err;
     EXPECT_FALSE(std::filesystem::exists(folder.file("out.png")));
 }
 
 // --skip-existing
 
+// Frame 1 was rendered earlier; frames 0 to 2 are asked for, with or without the flag.
+std::string frameOneAfter(const std::vector<std::string>& flag)
+{
+    const SceneFolder folder;
+    folder.write("f_0001.png", "rendered earlier");
+    std::vector<std::string> args{folder.scene(), "--frames", "0:2", "--downsample", "8", "-o", folder.file("f_####.png")};
+    args.insert(args.end(), flag.begin(), flag.end());
+    const ProgramResult run = runProgram(args);
+    EXPECT_EQ(run.exitCode, 0) << run.transcript();
+    EXPECT_EQ(imagesIn(folder.path()), (std::vector<std::string>{"f_0000.png", "f_0001.png", "f_0002.png"}));
+    return fileBytes(folder.file("f_0001.png"));
+}
+
 TEST(CliSkipExisting, FramesWithAnOutputAreLeftAsTheyAre)
 {
-    TempFolder folder(currentTestTag());
-    folder.write("scene.json", basicSceneText());
-    folder.write("f_0001.png", "rendered earlier");
-    const ProgramResult run = runProgram({folder.file("scene.json"), "--frames", "0:2", "--downsample", "8",
-                                          "--skip-existing", "-o", folder.file("f_####.png")});
-    ASSERT_EQ(run.exitCode, 0) << run.transcript();
-    EXPECT_EQ(fileText(folder.file("f_0001.png")), "rendered earlier");
-    EXPECT_TRUE(std::filesystem::exists(folder.file("f_0000.png")));
-    EXPECT_TRUE(std::filesystem::exists(folder.file("f_0002.png")));
+    EXPECT_EQ(frameOneAfter({"--skip-existing"}), "rendered earlier");
 }
 
 TEST(CliSkipExisting, WithoutTheFlagExistingOutputsAreReplaced)
 {
-    TempFolder folder(currentTestTag());
-    folder.write("scene.json", basicSceneText());
-    folder.write("f_0001.png", "rendered earlier");
-    const ProgramResult run = runProgram(
-        {folder.file("scene.json"), "--frames", "0:2", "--downsample", "8", "-o", folder.file("f_####.png")});
-    ASSERT_EQ(run.exitCode, 0) << run.transcript();
-    EXPECT_NE(fileText(folder.file("f_0001.png")), "rendered earlier");
+    EXPECT_NE(frameOneAfter({}), "rendered earlier");
 }
-
 
 // --stats over a sequence
 
 TEST(CliStats, SequencePrintsOneSummaryAndWritesItAsJson)
 {
-    TempFolder folder(currentTestTag());
-    folder.write("scene.json", basicSceneText());
+    const SceneFolder folder;
     const ProgramResult run =
-        runProgram({folder.file("scene.json"), "--frames", "0:2", "--downsample", "8", "-o", folder.file("f_####.png"),
+        folder.render({"--frames", "0:2", "--downsample", "8", "-o", folder.file("f_####.png"),
                     "--stats", "--stats-json", folder.file("stats.json")});
     ASSERT_EQ(run.exitCode, 0) << run.transcript();
     const auto lines = linesOf(run.out);
@@ -276,7 +221,7 @@ TEST(CliStats, SequencePrintsOneSummaryAndWritesItAsJson)
     EXPECT_NE(run.out.find("median ms"), std::string::npos) << run.out;
     EXPECT_NE(run.out.find("frames: 3"), std::string::npos) << run.out;
 
-    const nlohmann::json stats = nlohmann::json::parse(fileText(folder.file("stats.json")));
+    const nlohmann::json stats = nlohmann::json::parse(fileBytes(folder.file("stats.json")));
     EXPECT_EQ(stats.at("frames"), 3);
     const auto& smart = stats.at("commands").at("SMART_RENDER");
     EXPECT_EQ(smart.at("count"), 3);

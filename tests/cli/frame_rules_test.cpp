@@ -1,28 +1,13 @@
 // One rule for frames and output names: where the frame number goes, which ranges need it, and
 // how the command line and the scene agree.
 #include "cli/cli_scene.h"
-#include "cli/run_program.h"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 
 namespace orbhost::testing {
 namespace {
-
-// File names (not folders) under the folder, sorted, walking into sub-folders.
-std::vector<std::string> imagesIn(const std::string& folder)
-{
-    std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder))
-        if (entry.is_regular_file() && entry.path().extension() == ".png")
-            names.push_back(std::filesystem::relative(entry.path(), folder).generic_string());
-    std::sort(names.begin(), names.end());
-    return names;
-}
 
 // The example scene with render.frames set to the given text.
 std::string sceneWithFrames(const std::string& frames)
@@ -32,49 +17,72 @@ std::string sceneWithFrames(const std::string& frames)
 
 class FrameRules : public ::testing::Test {
 protected:
-    FrameRules() : folder_(currentTestTag()) { folder_.write("scene.json", basicSceneText()); }
     ProgramResult render(std::vector<std::string> args)
     {
-        args.insert(args.begin(), {folder_.file("scene.json"), "--downsample", "8"});
+        args.insert(args.begin(), {folder_.scene(), "--downsample", "8"});
         return runProgram(args);
     }
-    TempFolder folder_;
+    SceneFolder folder_;
 };
 
-// Negative frames
+struct FrameCase {
+    const char* name;
+    const char* sceneFrames;        // render.frames in the scene ("" for the example's [0, 0])
+    std::vector<std::string> args;  // between "SCENE --downsample 8" and "-o FOLDER/output"
+    const char* output;
+    std::vector<std::string> images;    // what a render writes (none for a refusal)
+    std::vector<std::string> inStderr;  // words a refusal must hold (none for a render)
+};
 
-TEST_F(FrameRules, NegativeFrameIsRefusedOnTheCommandLine)
+void PrintTo(const FrameCase& c, std::ostream* os) { *os << c.name; }
+
+class FrameRuleTest : public FrameRules, public ::testing::WithParamInterface<FrameCase> {};
+
+TEST_P(FrameRuleTest, RendersTheNamedFramesOrRefusesWithExitTwo)
 {
-    const ProgramResult run = render({"--frame", "-1", "-o", folder_.file("out.png")});
-    EXPECT_EQ(run.exitCode, 2) << run.transcript();
-    EXPECT_NE(run.err.find("frames count from 0"), std::string::npos) << run.transcript();
-    EXPECT_TRUE(imagesIn(folder_.path()).empty());
+    const FrameCase& c = GetParam();
+    if (*c.sceneFrames)
+        folder_.write("scene.json", sceneWithFrames(c.sceneFrames));
+    std::vector<std::string> args = c.args;
+    args.insert(args.end(), {"-o", folder_.file(c.output)});
+    const ProgramResult run = render(args);
+    SCOPED_TRACE(run.transcript());
+    EXPECT_EQ(run.exitCode, c.inStderr.empty() ? 0 : 2);
+    EXPECT_EQ(imagesIn(folder_.path()), c.images);
+    if (!c.inStderr.empty()) {
+        EXPECT_EQ(run.err.rfind("orbulon-render: ", 0), 0u);
+    }
+    for (const std::string& words : c.inStderr)
+        EXPECT_NE(run.err.find(words), std::string::npos) << words;
 }
 
-TEST_F(FrameRules, NegativeStartOfFramesIsRefused)
-{
-    const ProgramResult run = render({"--frames=-2:3", "-o", folder_.file("f_####.png")});
-    EXPECT_EQ(run.exitCode, 2) << run.transcript();
-    EXPECT_NE(run.err.find("frames count from 0"), std::string::npos) << run.transcript();
-    EXPECT_TRUE(imagesIn(folder_.path()).empty());
-}
-
-TEST_F(FrameRules, NegativeFrameIsRefusedInTheScene)
-{
-    folder_.write("scene.json", sceneWithFrames("[-1, 2]"));
-    const ProgramResult run = render({"-o", folder_.file("f_####.png")});
-    EXPECT_EQ(run.exitCode, 2) << run.transcript();
-    EXPECT_NE(run.err.find("/render/frames"), std::string::npos) << run.transcript();
-}
-
-// Range syntax
-
-TEST_F(FrameRules, FramesTakesADashAsWellAsAColon)
-{
-    const ProgramResult run = render({"--frames", "1-2", "-o", folder_.file("f_####.png")});
-    ASSERT_EQ(run.exitCode, 0) << run.transcript();
-    EXPECT_EQ(imagesIn(folder_.path()), (std::vector<std::string>{"f_0001.png", "f_0002.png"}));
-}
+INSTANTIATE_TEST_SUITE_P(
+    Cli, FrameRuleTest,
+    ::testing::Values(
+        // Negative frames, on the command line or in the scene.
+        FrameCase{"negative_frame", "", {"--frame", "-1"}, "out.png", {}, {"frames count from 0"}},
+        FrameCase{"negative_start_of_frames", "", {"--frames=-2:3"}, "f_####.png", {}, {"frames count from 0"}},
+        FrameCase{"negative_frame_in_scene", "[-1, 2]", {}, "f_####.png", {}, {"/render/frames"}},
+        // Range syntax.
+        FrameCase{"frames_takes_a_dash", "", {"--frames", "1-2"}, "f_####.png", {"f_0001.png", "f_0002.png"}, {}},
+        FrameCase{"frame_with_frames", "", {"--frame", "1", "--frames", "0:2"}, "f_####.png", {},
+                  {"--frame", "excludes"}},
+        // Numbered names: only the last hash run of the file name is the number.
+        FrameCase{"printf_number", "", {"--frames", "8:9"}, "f_%03d.png", {"f_008.png", "f_009.png"}, {}},
+        FrameCase{"unpadded_printf_number", "", {"--frames", "9:10"}, "f_%d.png", {"f_10.png", "f_9.png"}, {}},
+        FrameCase{"last_hash_run_of_the_file_name", "", {"--frames", "0:1"}, "take#2/v##_f_####.png",
+                  {"take#2/v##_f_0000.png", "take#2/v##_f_0001.png"}, {}},
+        FrameCase{"hash_in_a_folder_name", "", {"--frames", "0:1"}, "take#2/f.png", {}, {"numbered output name"}},
+        FrameCase{"single_frame_numbered", "", {"--frame", "7"}, "f_####.png", {"f_0007.png"}, {}},
+        // Ranges need a numbered output: the same rule for the command line and the scene.
+        FrameCase{"command_line_range_needs_a_number", "", {"--frames", "0:2"}, "out.png", {},
+                  {"3 frames (0 to 2)", "f_####.png"}},
+        FrameCase{"scene_range_needs_a_number", "[0, 2]", {}, "out.png", {},
+                  {"render.frames", "3 frames (0 to 2)", "--frame N"}},
+        FrameCase{"scene_range_numbered", "[1, 3]", {}, "f_##.png", {"f_01.png", "f_02.png", "f_03.png"}, {}},
+        FrameCase{"frame_of_a_scene_range", "[0, 9]", {"--frame", "4"}, "still.png", {"still.png"}, {}},
+        FrameCase{"one_frame_range", "", {"--frames", "3-3"}, "still.png", {"still.png"}, {}}),
+    [](const auto& info) { return std::string(info.param.name); });
 
 TEST_F(FrameRules, BackwardsOrMalformedRangesAreRefused)
 {
@@ -86,110 +94,9 @@ TEST_F(FrameRules, BackwardsOrMalformedRangesAreRefused)
     EXPECT_TRUE(imagesIn(folder_.path()).empty());
 }
 
-TEST_F(FrameRules, FrameTogetherWithFramesIsAnError)
-{
-    const ProgramResult run = render({"--frame", "1", "--frames", "0:2", "-o", folder_.file("f_####.png")});
-    EXPECT_EQ(run.exitCode, 2) << run.transcript();
-    EXPECT_NE(run.err.find("--frame"), std::string::npos) << run.transcript();
-    EXPECT_NE(run.err.find("excludes"), std::string::npos) << run.transcript();
-    EXPECT_TRUE(imagesIn(folder_.path()).empty());
-}
-
-// Numbered names
-
-TEST_F(FrameRules, PrintfStyleNumberIsAccepted)
-{
-    const ProgramResult run = render({"--frames", "8:9", "-o", folder_.file("f_%03d.png")});
-    ASSERT_EQ(run.exitCode, 0) << run.transcript();
-    EXPECT_EQ(imagesIn(folder_.path()), (std::vector<std::string>{"f_008.png", "f_009.png"}));
-}
-
-TEST_F(FrameRules, UnpaddedPrintfNumberIsAccepted)
-{
-    const ProgramResult run = render({"--frames", "9:10", "-o", folder_.file("f_%d.png")});
-    ASSERT_EQ(run.exitCode, 0) << run.transcript();
-    EXPECT_EQ(imagesIn(folder_.path()), (std::vector<std::string>{"f_10.png", "f_9.png"}));
-}
-
-TEST_F(FrameRules, OnlyTheLastHashRunOfTheFileNameIsNumbered)
-{
-    const ProgramResult run = render({"--frames", "0:1", "-o", folder_.file("take#2/v##_f_####.png")});
-    ASSERT_EQ(run.exitCode, 0) << run.transcript();
-    EXPECT_EQ(imagesIn(folder_.path()),
-              (std::vector<std::string>{"take#2/v##_f_0000.png", "take#2/v##_f_0001.png"}));
-}
-
-TEST_F(FrameRules, HashInAFolderNameDoesNotNumberTheOutput)
-{
-    const ProgramResult run = render({"--frames", "0:1", "-o", folder_.file("take#2/f.png")});
-    EXPECT_EQ(run.exitCode, 2) << run.transcript();
-    EXPECT_NE(run.err.find("numbered output name"), std::string::npos) << run.transcript();
-    EXPECT_TRUE(imagesIn(folder_.path()).empty());
-}
-
-TEST_F(FrameRules, SingleFrameWithANumberedNameGetsItsNumber)
-{
-    const ProgramResult run = render({"--frame", "7", "-o", folder_.file("f_####.png")});
-    ASSERT_EQ(run.exitCode, 0) << run.transcript();
-    EXPECT_EQ(imagesIn(folder_.path()), (std::vector<std::string>{"f_0007.png"}));
-}
-
-// Ranges and numbered outputs: the same rule for the command line and the scene
-
-TEST_F(FrameRules, CommandLineRangeNeedsANumberedOutput)
-{
-    const ProgramResult run = render({"--frames", "0:2", "-o", folder_.file("out.png")});
-    EXPECT_EQ(run.exitCode, 2) << run.transcript();
-    EXPECT_EQ(run.err.rfind("orbulon-render: ", 0), 0u) << run.transcript();
-    EXPECT_NE(run.err.find("3 frames (0 to 2)"), std::string::npos) << run.transcript();
-    EXPECT_NE(run.err.find("f_####.png"), std::string::npos) << run.transcript();
-    EXPECT_TRUE(imagesIn(folder_.path()).empty());
-}
-
-TEST_F(FrameRules, SceneRangeNeedsANumberedOutput)
-{
-    folder_.write("scene.json", sceneWithFrames("[0, 2]"));
-    const ProgramResult run = render({"-o", folder_.file("out.png")});
-    EXPECT_EQ(run.exitCode, 2) << run.transcript();
-    EXPECT_NE(run.err.find("render.frames"), std::string::npos) << run.transcript();
-    EXPECT_NE(run.err.find("3 frames (0 to 2)"), std::string::npos) << run.transcript();
-    EXPECT_NE(run.err.find("--frame N"), std::string::npos) << run.transcript();
-    EXPECT_TRUE(imagesIn(folder_.path()).empty());
-}
-
-TEST_F(FrameRules, SceneRangeRendersEveryFrameIntoANumberedOutput)
-{
-    folder_.write("scene.json", sceneWithFrames("[1, 3]"));
-    const ProgramResult run = render({"-o", folder_.file("f_##.png")});
-    ASSERT_EQ(run.exitCode, 0) << run.transcript();
-    EXPECT_EQ(imagesIn(folder_.path()), (std::vector<std::string>{"f_01.png", "f_02.png", "f_03.png"}));
-}
-
-TEST_F(FrameRules, FramePicksOneFrameOfASceneRange)
-{
-    folder_.write("scene.json", sceneWithFrames("[0, 9]"));
-    const ProgramResult run = render({"--frame", "4", "-o", folder_.file("still.png")});
-    ASSERT_EQ(run.exitCode, 0) << run.transcript();
-    EXPECT_EQ(imagesIn(folder_.path()), (std::vector<std::string>{"still.png"}));
-}
-
-TEST_F(FrameRules, OneFrameRangeNeedsNoNumber)
-{
-    const ProgramResult run = render({"--frames", "3-3", "-o", folder_.file("still.png")});
-    ASSERT_EQ(run.exitCode, 0) << run.transcript();
-    EXPECT_EQ(imagesIn(folder_.path()), (std::vector<std::string>{"still.png"}));
-}
-
 // A sequence split into chunks, as a farm or a job array renders it: each machine takes a
 // --frames range into the same folder, a retried chunk skips what is done, and the result is
 // the one-run sequence, byte for byte.
-
-std::string bytesOf(const std::string& path)
-{
-    std::ostringstream bytes;
-    bytes << std::ifstream(path, std::ios::binary).rdbuf();
-    return bytes.str();
-}
 
 TEST_F(FrameRules, ASequenceRenderedInTwoChunksEqualsOneRun)
 {
@@ -208,7 +115,7 @@ TEST_F(FrameRules, ASequenceRenderedInTwoChunksEqualsOneRun)
     ASSERT_EQ(names.size(), 6u);
     EXPECT_EQ(imagesIn(folder_.file("chunks")), names);
     for (const std::string& name : names)
-        EXPECT_EQ(bytesOf(folder_.file("chunks/" + name)), bytesOf(folder_.file("one/" + name))) << name;
+        EXPECT_EQ(fileBytes(folder_.file("chunks/" + name)), fileBytes(folder_.file("one/" + name))) << name;
 }
 
 }  // namespace

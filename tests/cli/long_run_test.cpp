@@ -3,8 +3,6 @@
 // After every frame the host checks that the effect gave back everything it took and prints
 // what it did not; a run that stays silent kept every account balanced to the end.
 #include "cli/cli_scene.h"
-#include "cli/run_program.h"
-#include "scene/temp_folder.h"
 
 #include <gtest/gtest.h>
 

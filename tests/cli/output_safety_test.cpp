@@ -2,7 +2,6 @@
 // leaves nothing under the output's name, outputs that name an input are refused, and output
 // folders are created or refused before anything renders.
 #include "cli/cli_scene.h"
-#include "cli/run_program.h"
 
 #include "host/scene/image.h"
 
@@ -23,13 +22,6 @@ namespace orbhost::testing {
 namespace {
 
 namespace fs = std::filesystem;
-
-std::string fileBytes(const std::string& path)
-{
-    std::ostringstream bytes;
-    bytes << std::ifstream(path, std::ios::binary).rdbuf();
-    return bytes.str();
-}
 
 std::set<std::string> namesIn(const std::string& folder)
 {
@@ -55,12 +47,7 @@ public:
     Background(const std::vector<std::string>& args, const std::string& folder, rlim_t fileSizeLimit = RLIM_INFINITY)
         : outPath_(folder + "/stdout.txt"), errPath_(folder + "/stderr.txt")
     {
-        std::vector<std::string> argvText{renderProgram()};
-        argvText.insert(argvText.end(), args.begin(), args.end());
-        std::vector<char*> argv;
-        for (std::string& a : argvText)
-            argv.push_back(a.data());
-        argv.push_back(nullptr);
+        const ProgramArgv argv(args);
         pid_ = ::fork();
         if (pid_ == 0) {
             const int out = ::open(outPath_.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
@@ -74,7 +61,7 @@ public:
                 const rlimit limit{fileSizeLimit, fileSizeLimit};
                 ::setrlimit(RLIMIT_FSIZE, &limit);
             }
-            ::execv(argv[0], argv.data());
+            ::execv(argv.path(), argv.data());
             ::_exit(127);
         }
     }
@@ -101,13 +88,12 @@ private:
 
 TEST(OutputWrite, FullDiskLeavesNoFileAndFailsNamingTheFile)
 {
-    TempFolder folder(currentTestTag());
-    folder.write("scene.json", basicSceneText());
+    const SceneFolder folder;
     fs::create_directories(folder.file("out"));
     for (const std::string depth : {"8", "16"}) {
         SCOPED_TRACE("bit depth " + depth);
         const std::string output = folder.file("out/render.png");
-        Background program({folder.file("scene.json"), "-o", output, "--bit-depth", depth}, folder.path(), 4096);
+        Background program({folder.scene(), "-o", output, "--bit-depth", depth}, folder.path(), 4096);
         const ProgramResult run = program.wait();
         SCOPED_TRACE(run.transcript());
         EXPECT_EQ(run.exitCode, 1);
@@ -119,12 +105,11 @@ TEST(OutputWrite, FullDiskLeavesNoFileAndFailsNamingTheFile)
 
 TEST(OutputWrite, FrameThatCannotBePutInPlaceFailsAndKeepsEarlierFrames)
 {
-    TempFolder folder(currentTestTag());
-    folder.write("scene.json", basicSceneText());
+    const SceneFolder folder;
     // Frame 1's name is taken by a folder, so its finished file cannot be renamed into place.
     fs::create_directories(folder.file("out/f_0001.pam"));
     const ProgramResult run =
-        runProgram({folder.file("scene.json"), "--frames", "0:2", "-o", folder.file("out/f_####.pam")});
+        folder.render({"--frames", "0:2", "-o", folder.file("out/f_####.pam")});
     SCOPED_TRACE(run.transcript());
     EXPECT_EQ(run.exitCode, 1);
     EXPECT_NE(run.err.find(folder.file("out/f_0001.pam") + ": "), std::string::npos);
@@ -135,10 +120,9 @@ TEST(OutputWrite, FrameThatCannotBePutInPlaceFailsAndKeepsEarlierFrames)
 
 TEST(OutputWrite, ReplacesAnEarlierOutputAndLeavesNoTemporaryFile)
 {
-    TempFolder folder(currentTestTag());
-    folder.write("scene.json", basicSceneText());
+    const SceneFolder folder;
     folder.write("render.png", "an older render");
-    const ProgramResult run = runProgram({folder.file("scene.json"), "-o", folder.file("render.png")});
+    const ProgramResult run = folder.render({"-o", folder.file("render.png")});
     SCOPED_TRACE(run.transcript());
     EXPECT_EQ(run.exitCode, 0);
     EXPECT_TRUE(completeImage(folder.file("render.png")));
@@ -160,11 +144,10 @@ class StopTest : public ::testing::TestWithParam<Stop> {};
 TEST_P(StopTest, SequenceStoppedBySignalLeavesOnlyCompleteFrames)
 {
     const Stop& stop = GetParam();
-    TempFolder folder(currentTestTag());
     // Far more frames than can render before the signal arrives.
-    folder.write("scene.json", withEdit(basicSceneText(), "\"duration\": 2", "\"duration\": 400"));
+    const SceneFolder folder(withEdit(basicSceneText(), "\"duration\": 2", "\"duration\": 400"));
     fs::create_directories(folder.file("out"));
-    Background program({folder.file("scene.json"), "--frames", "0:9999", "-o", folder.file("out/f_####.png"),
+    Background program({folder.scene(), "--frames", "0:9999", "-o", folder.file("out/f_####.png"),
                         "--bit-depth", "16"},
                        folder.path());
     // Wait for the first finished frame, then stop the program in the middle of the sequence.
@@ -195,13 +178,10 @@ INSTANTIATE_TEST_SUITE_P(Cli, StopTest,
 
 class InputGuard : public ::testing::Test {
 protected:
-    InputGuard() : folder_(currentTestTag())
+    InputGuard() : folder_(withEdit(basicSceneText(), ORBULON_SOURCE_DIR "/scenes/textures/grid.pam", "grid.pam"))
     {
         fs::copy_file(ORBULON_SOURCE_DIR "/scenes/textures/grid.pam", folder_.file("grid.pam"));
         fs::create_directories(folder_.file("sub"));
-        std::string scene = basicSceneText();
-        scene = withEdit(scene, ORBULON_SOURCE_DIR "/scenes/textures/grid.pam", "grid.pam");
-        folder_.write("scene.json", scene);
     }
 
     // Runs with these arguments after the scene and checks the refusal and the inputs' bytes.
@@ -218,30 +198,29 @@ protected:
         EXPECT_EQ(fileBytes(folder_.file("grid.pam")), textureBefore);
     }
 
-    TempFolder folder_;
+    SceneFolder folder_;
 };
 
 TEST_F(InputGuard, OutputNamingTheTextureIsRefused)
 {
-    expectRefused(folder_.file("scene.json"), {"-o", folder_.file("grid.pam")}, folder_.file("grid.pam"));
+    expectRefused(folder_.scene(), {"-o", folder_.file("grid.pam")}, folder_.file("grid.pam"));
     // The same file spelt another way.
-    expectRefused(folder_.file("scene.json"), {"-o", folder_.file("sub/../grid.pam")}, folder_.file("sub/../grid.pam"));
+    expectRefused(folder_.scene(), {"-o", folder_.file("sub/../grid.pam")}, folder_.file("sub/../grid.pam"));
 }
 
 TEST_F(InputGuard, OutputNamingTheSceneFileIsRefused)
 {
     // A scene file whose name is also a writable image name.
-    fs::copy_file(folder_.file("scene.json"), folder_.file("scene.pam"));
+    fs::copy_file(folder_.scene(), folder_.file("scene.pam"));
     expectRefused(folder_.file("scene.pam"), {"-o", folder_.file("scene.pam")}, folder_.file("scene.pam"));
 }
 
 TEST_F(InputGuard, NumberedFrameNamingAnInputIsRefused)
 {
     fs::copy_file(folder_.file("grid.pam"), folder_.file("tex_0003.pam"));
-    folder_.write("scene.json", withEdit(fileBytes(folder_.file("scene.json")), "\"grid.pam\"", "\"tex_0003.pam\""));
+    folder_.write("scene.json", withEdit(fileBytes(folder_.scene()), "\"grid.pam\"", "\"tex_0003.pam\""));
     const std::string texture = fileBytes(folder_.file("tex_0003.pam"));
-    const ProgramResult run =
-        runProgram({folder_.file("scene.json"), "--frames", "0:5", "-o", folder_.file("tex_####.pam")});
+    const ProgramResult run = folder_.render({"--frames", "0:5", "-o", folder_.file("tex_####.pam")});
     SCOPED_TRACE(run.transcript());
     EXPECT_EQ(run.exitCode, 2);
     EXPECT_NE(run.err.find(folder_.file("tex_0003.pam") + ": is one of the render's inputs"), std::string::npos);
@@ -253,10 +232,9 @@ TEST_F(InputGuard, NumberedFrameNamingAnInputIsRefused)
 
 TEST(OutputFolder, MissingFolderIsCreated)
 {
-    TempFolder folder(currentTestTag());
-    folder.write("scene.json", basicSceneText());
+    const SceneFolder folder;
     const std::string output = folder.file("new/deeper/render.png");
-    const ProgramResult run = runProgram({folder.file("scene.json"), "-o", output});
+    const ProgramResult run = folder.render({"-o", output});
     SCOPED_TRACE(run.transcript());
     EXPECT_EQ(run.exitCode, 0);
     EXPECT_TRUE(completeImage(output));
@@ -265,11 +243,10 @@ TEST(OutputFolder, MissingFolderIsCreated)
 
 TEST(OutputFolder, FolderThatCannotBeCreatedIsRefusedBeforeRendering)
 {
-    TempFolder folder(currentTestTag());
-    folder.write("scene.json", basicSceneText());
+    const SceneFolder folder;
     folder.write("plain-file", "not a folder");
-    const ProgramResult run = runProgram(
-        {folder.file("scene.json"), "--frames", "0:3", "--verbose", "-o", folder.file("plain-file/out/f_####.png")});
+    const ProgramResult run = folder.render(
+        {"--frames", "0:3", "--verbose", "-o", folder.file("plain-file/out/f_####.png")});
     SCOPED_TRACE(run.transcript());
     EXPECT_EQ(run.exitCode, 2);
     EXPECT_NE(run.err.find("orbulon-render: " + folder.file("plain-file/out") + ": cannot create the output folder"),
@@ -282,12 +259,11 @@ TEST(OutputFolder, ReadOnlyFolderIsRefusedBeforeRendering)
 {
     if (::geteuid() == 0)
         GTEST_SKIP() << "the superuser may write in any folder";
-    TempFolder folder(currentTestTag());
-    folder.write("scene.json", basicSceneText());
+    const SceneFolder folder;
     fs::create_directories(folder.file("locked"));
     fs::permissions(folder.file("locked"), fs::perms::owner_read | fs::perms::owner_exec);
     const ProgramResult run =
-        runProgram({folder.file("scene.json"), "--verbose", "-o", folder.file("locked/render.png")});
+        folder.render({"--verbose", "-o", folder.file("locked/render.png")});
     fs::permissions(folder.file("locked"), fs::perms::owner_all);
     SCOPED_TRACE(run.transcript());
     EXPECT_EQ(run.exitCode, 2);
@@ -299,10 +275,9 @@ TEST(OutputFolder, ReadOnlyFolderIsRefusedBeforeRendering)
 
 TEST(OutputFolder, OutputNamingAFolderIsRefused)
 {
-    TempFolder folder(currentTestTag());
-    folder.write("scene.json", basicSceneText());
+    const SceneFolder folder;
     fs::create_directories(folder.file("render.png"));
-    const ProgramResult run = runProgram({folder.file("scene.json"), "-o", folder.file("render.png")});
+    const ProgramResult run = folder.render({"-o", folder.file("render.png")});
     SCOPED_TRACE(run.transcript());
     EXPECT_EQ(run.exitCode, 2);
     EXPECT_NE(run.err.find(folder.file("render.png") + ": is a folder"), std::string::npos);

@@ -1,14 +1,12 @@
 // Rendering the example scene to every output format: the files exist with the composition's
 // size (or the downsampled size) and the bit depth asked for.
 #include "cli/cli_scene.h"
-#include "cli/run_program.h"
 #include "host/scene/image.h"
 
 #include <OpenImageIO/imagebuf.h>
 #include <OpenImageIO/imageio.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <filesystem>
 
 namespace orbhost::testing {
@@ -47,11 +45,9 @@ class RenderTest : public ::testing::TestWithParam<RenderCase> {};
 TEST_P(RenderTest, WritesImageOfTheRightSizeAndDepth)
 {
     const RenderCase& c = GetParam();
-    TempFolder folder(currentTestTag());
-    folder.write("scene.json", withEdit(basicSceneText(), "\"width\": 640, \"height\": 360",
-                                        "\"width\": " + std::to_string(c.width) +
-                                            ", \"height\": " + std::to_string(c.height)));
-    std::vector<std::string> args{folder.file("scene.json"), "-o", folder.file(c.output)};
+    const SceneFolder folder(withEdit(basicSceneText(), "\"width\": 640, \"height\": 360",
+                                      "\"width\": " + std::to_string(c.width) + ", \"height\": " + std::to_string(c.height)));
+    std::vector<std::string> args{folder.scene(), "-o", folder.file(c.output)};
     args.insert(args.end(), c.args.begin(), c.args.end());
 
     const ProgramResult run = runProgram(args);
@@ -81,18 +77,10 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(CliSequence, FramesRangeWritesOneNumberedFilePerFrame)
 {
-    TempFolder folder(currentTestTag());
-    folder.write("scene.json", basicSceneText());
-    const ProgramResult run =
-        runProgram({folder.file("scene.json"), "--frames", "0:2", "-o", folder.file("out_####.png")});
+    const SceneFolder folder;
+    const ProgramResult run = folder.render({"--frames", "0:2", "-o", folder.file("out_####.png")});
     ASSERT_EQ(run.exitCode, 0) << run.transcript();
-
-    std::vector<std::string> written;
-    for (const auto& entry : std::filesystem::directory_iterator(folder.path()))
-        if (entry.path().extension() == ".png")
-            written.push_back(entry.path().filename().string());
-    std::sort(written.begin(), written.end());
-    EXPECT_EQ(written, (std::vector<std::string>{"out_0000.png", "out_0001.png", "out_0002.png"}));
+    EXPECT_EQ(imagesIn(folder.path()), (std::vector<std::string>{"out_0000.png", "out_0001.png", "out_0002.png"}));
 }
 
 // EXR and TIFF outputs say what they are: the composition's pixel aspect, and the scene, frame

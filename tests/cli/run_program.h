@@ -27,6 +27,26 @@ struct ProgramResult {
 
 inline std::string renderProgram() { return ORBULON_BUILD_DIR "/orbulon-render"; }
 
+// The program's argument vector, null-terminated, for posix_spawn and execv.
+class ProgramArgv {
+public:
+    explicit ProgramArgv(const std::vector<std::string>& args) : text_{renderProgram()}
+    {
+        text_.insert(text_.end(), args.begin(), args.end());
+        for (std::string& a : text_)
+            pointers_.push_back(a.data());
+        pointers_.push_back(nullptr);
+    }
+    ProgramArgv(const ProgramArgv&) = delete;
+    ProgramArgv& operator=(const ProgramArgv&) = delete;
+    char* const* data() const { return pointers_.data(); }
+    const char* path() const { return pointers_[0]; }
+
+private:
+    std::vector<std::string> text_;
+    std::vector<char*> pointers_;
+};
+
 // Output goes to files rather than pipes so that a chatty child can never block on a full pipe.
 inline ProgramResult runProgram(const std::vector<std::string>& args)
 {
@@ -40,16 +60,10 @@ inline ProgramResult runProgram(const std::vector<std::string>& args)
     posix_spawn_file_actions_adddup2(&actions, outFd, STDOUT_FILENO);
     posix_spawn_file_actions_adddup2(&actions, errFd, STDERR_FILENO);
 
-    std::vector<std::string> argvText{renderProgram()};
-    argvText.insert(argvText.end(), args.begin(), args.end());
-    std::vector<char*> argv;
-    for (std::string& a : argvText)
-        argv.push_back(a.data());
-    argv.push_back(nullptr);
-
+    ProgramArgv argv(args);
     ProgramResult result;
     pid_t pid = 0;
-    if (posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ) == 0) {
+    if (posix_spawn(&pid, argv.path(), &actions, nullptr, argv.data(), environ) == 0) {
         int status = 0;
         ::waitpid(pid, &status, 0);
         result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
