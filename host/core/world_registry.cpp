@@ -1,6 +1,7 @@
 #include "host/core/world_registry.h"
 
 #include "host/core/host_codes.h"
+#include "host/sampling/parallel_ranges.h"
 #include "host/sampling/pixel_traits.h"
 
 #include <cstring>
@@ -8,6 +9,10 @@
 
 namespace orbhost {
 namespace {
+
+// Rows per share of a world's fill: a world of fewer than twice as many is filled on the
+// calling thread, where starting a thread would cost more than it saves.
+constexpr int kRowsPerFillRange = 256;
 
 // Opaque magenta: an untouched pixel is obvious in any image viewer.
 void fillUntouched(unsigned char* row, A_long width, PF_PixelFormat format)
@@ -75,14 +80,18 @@ PF_Err WorldRegistry::create(A_long width, A_long height, PF_PixelFormat format,
         storage.bytes.reset(new (std::nothrow) unsigned char[total]);
     if (!storage.bytes)
         return PF_Err_OUT_OF_MEMORY;
-    for (A_long y = 0; y < height; ++y) {
-        unsigned char* row = storage.bytes.get() + y * rowbytes;
-        if (fill == WorldFill::Cleared)
-            std::memset(row, 0, pixelBytes);
-        else if (fill == WorldFill::Pattern)
-            fillUntouched(row, width, format);
-        std::memset(row + pixelBytes, kPoisonByte, rowbytes - pixelBytes);
-    }
+    // Rows are filled on every core: a large world's fill (and its first touch of fresh pages)
+    // is otherwise the longest single-threaded stretch of a frame.
+    parallelRanges(int(height), kRowsPerFillRange, [&](int begin, int end) {
+        for (A_long y = begin; y < end; ++y) {
+            unsigned char* row = storage.bytes.get() + y * rowbytes;
+            if (fill == WorldFill::Cleared)
+                std::memset(row, 0, pixelBytes);
+            else if (fill == WorldFill::Pattern)
+                fillUntouched(row, width, format);
+            std::memset(row + pixelBytes, kPoisonByte, rowbytes - pixelBytes);
+        }
+    });
     if (height == 0)
         std::memset(storage.bytes.get(), kPoisonByte, total);
 
