@@ -59,9 +59,11 @@ RayQuadratic rayQuadratic(const RenderContext& ctx, const Ray& ray)
         q.b = -(o[0] * d.x * s.x + o[1] * d.y * s.y + o[2] * d.z * s.z);
         q.discriminant = q.b * q.b - ctx.cameraQuadric * q.a;
     } else {
+        // Every lane is widened before any product: a product of two floats is exact in
+        // double, so B differs from the exact value by the sum's roundings only, and the
+        // cancellation in D at the silhouette does not pick up a float rounding of d·s.
         const Vec4 o = ray.origin;
-        const Vec4 ds = hadamard(d, s);
-        q.b = -(double(o.x) * ds.x + double(o.y) * ds.y + double(o.z) * ds.z);
+        q.b = -(double(o.x) * d.x * s.x + double(o.y) * d.y * s.y + double(o.z) * d.z * s.z);
         const double c = sq(o.x) * s.x + sq(o.y) * s.y + sq(o.z) * s.z - 1.0;
         q.discriminant = q.b * q.b - c * q.a;
     }

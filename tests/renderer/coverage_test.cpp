@@ -1,5 +1,6 @@
 // How much of each pixel the sphere covers: rendered images compared with the disc the scene's
 // camera must see and with the nine-sample rule evaluated independently in double precision.
+#include "renderer/kernel_model.h"
 #include "renderer/renderer_support.h"
 
 using namespace rtest;
@@ -141,3 +142,37 @@ TEST_F(TinySphere, VanishesBetweenCornerSamplesAndShowsAsANinthOnOne)
 }
 
 } // namespace
+
+// Parallel rays at the silhouette: D = B² − C·A cancels almost entirely there, so a float
+// rounding of the lane product d·s in B moves samples across the edge. Steeply turned
+// ellipsoids under an orthographic camera, at the three depths: every pixel's alpha is the
+// hit count of the float lanes widened to double before any product, and the scenes are
+// chosen so that rounding d·s to float first would count otherwise at some pixels.
+class ParallelSilhouette : public asmtest::AssemblyTest {};
+
+TEST_F(ParallelSilhouette, CountsSamplesFromLanesWidenedBeforeTheProducts)
+{
+    int disagreeing = 0;
+    for (int bitDepth : {8, 16, 32})
+        for (const Vec3d turn : {Vec3d{33, 71, 12}, Vec3d{-58, 23, 101}, Vec3d{17, -64, -39}}) {
+            asmtest::SceneSetup setup = geometryScene({57.3, {80, 60, 0}, turn}, {{"Ellipse Z/XY", "0.43"}, {"Ellipse X/Y", "-0.27"}},
+                                                      cameraLayerJson(false, 300, 300));
+            const auto r = renderScene(setup, {0, bitDepth});
+            ASSERT_EQ(r.result, PF_Err_NONE);
+            const asmtest::ContextSnapshot& c = r.ctx();
+            ASSERT_FALSE(c.perspective);
+            int mismatches = 0;
+            std::ostringstream detail;
+            for (int y = 0; y < r.image.height; ++y)
+                for (int x = 0; x < r.image.width; ++x) {
+                    const int n = kmodel::hitCount(c, x, y);
+                    disagreeing += n != kmodel::hitCount(c, x, y, kmodel::ParallelB::FloatProduct) ? 1 : 0;
+                    const double want = quantised(coverageFraction(n), bitDepth), got = pixelAt(r.image, x, y).a;
+                    if (std::abs(got - want) > 1e-6 && ++mismatches <= 4)
+                        detail << "\n  pixel (" << x << ", " << y << "): " << n << "/9, alpha " << want << " expected, got " << got;
+                }
+            EXPECT_EQ(mismatches, 0) << bitDepth << " bits, turned " << asmtest::str(turn) << detail.str();
+        }
+    std::printf("pixels whose count depends on the form of B: %d\n", disagreeing);
+    EXPECT_GT(disagreeing, 0) << "the scenes no longer tell the two forms of B apart";
+}

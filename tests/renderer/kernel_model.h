@@ -1,0 +1,119 @@
+// The kernels' arithmetic written out step by step at the precision each step is defined in:
+// float where the renderer keeps floats, double where it widens, the processor's own
+// reciprocal square root estimate where it normalises. It reads the context as a pass saw it
+// (the snapshot) and shares no code with the renderer, so comparing its results bit for bit
+// with a render catches a step computed at the wrong precision, which the double-precision
+// scene model cannot see.
+#pragma once
+#include "assembly/assembly_support.h"
+
+#include <xmmintrin.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+
+namespace kmodel {
+
+using F4 = std::array<float, 3>;   // x, y, z lanes
+
+inline F4 rowOf(const Matrix4& m, int i) { return {m.m[i][0], m.m[i][1], m.m[i][2]}; }
+inline F4 lanes(const Vec4& v) { return {v.x, v.y, v.z}; }
+
+// v · (0.5·e) · (3 − q·e·e) with q = v·v summed in float and e the processor's estimate.
+inline F4 normalise(F4 v)
+{
+    const float q = v[0] * v[0] + v[1] * v[1] + v[2] * v[2];
+    const float e = _mm_cvtss_f32(_mm_rsqrt_ss(_mm_set_ss(q)));
+    const float k = (0.5f * e) * (3.0f - q * e * e);
+    return {v[0] * k, v[1] * k, v[2] * k};
+}
+
+struct Ray {
+    F4 o, d;
+};
+
+// The ray through (x + ox, y + oy): x' and y' in double, stored as floats; the direction (and
+// for parallel rays the origin) combined lane by lane in float, left to right.
+inline Ray sampleRay(const asmtest::ContextSnapshot& c, int x, int y, double ox, double oy)
+{
+    const float xp = float(((x + ox) / c.downsampleX - c.viewCenterX) * c.pixelAspect);
+    const float yp = float((y + oy) / c.downsampleY - c.viewCenterY);
+    const F4 r0 = rowOf(c.cameraToSphere, 0), r1 = rowOf(c.cameraToSphere, 1);
+    const F4 r2 = rowOf(c.cameraToSphere, 2), r3 = rowOf(c.cameraToSphere, 3);
+    Ray ray;
+    if (c.perspective) {
+        F4 d;
+        for (int i = 0; i < 3; ++i)
+            d[i] = r0[i] * xp + r1[i] * yp - r2[i] * c.viewPlaneZ;
+        ray = {r3, normalise(d)};
+    } else {
+        const float reach = std::max({std::abs(c.radius.x), std::abs(c.radius.y), std::abs(c.radius.z)});
+        for (int i = 0; i < 3; ++i)
+            ray.o[i] = r0[i] * xp + r1[i] * yp - r2[i] * reach + r3[i];
+        ray.d = normalise(r2);
+    }
+    return ray;
+}
+
+struct Quadratic {
+    double a = 0, b = 0, d = 0;
+};
+
+// Which form the parallel ray's B takes: every lane widened before the products (the
+// renderer's), or the lane product d·s rounded to float first (a slip that moves silhouettes).
+enum class ParallelB { DoubleLanes, FloatProduct };
+
+// A, B and D in double from the float lanes.
+inline Quadratic quadratic(const asmtest::ContextSnapshot& c, const Ray& r, ParallelB form = ParallelB::DoubleLanes)
+{
+    const F4 s = lanes(c.invRadiusSq);
+    Quadratic q;
+    for (int i = 0; i < 3; ++i)
+        q.a += double(r.d[i]) * r.d[i] * s[i];
+    if (c.perspective) {
+        for (int i = 0; i < 3; ++i)
+            q.b -= c.cameraOrigin[i] * r.d[i] * s[i];
+        q.d = q.b * q.b - c.cameraQuadric * q.a;
+        return q;
+    }
+    double b = 0, o2 = 0;
+    for (int i = 0; i < 3; ++i) {
+        const double ds = form == ParallelB::DoubleLanes ? double(r.d[i]) * s[i] : double(r.d[i] * s[i]);
+        b += double(r.o[i]) * ds;
+        o2 += double(r.o[i]) * r.o[i] * s[i];
+    }
+    q.b = -b;
+    q.d = q.b * q.b - (o2 - 1) * q.a;
+    return q;
+}
+
+inline constexpr std::array<std::array<double, 2>, 9> kSamples{{{0.5, 0.5},
+                                                                 {1.0 / 6, 0.5},
+                                                                 {0.5, 5.0 / 6},
+                                                                 {5.0 / 6, 0.5},
+                                                                 {0.5, 1.0 / 6},
+                                                                 {1.0 / 6, 1.0 / 6},
+                                                                 {1.0 / 6, 5.0 / 6},
+                                                                 {5.0 / 6, 1.0 / 6},
+                                                                 {5.0 / 6, 5.0 / 6}}};
+
+// The number of the pixel's nine samples inside the silhouette: four corners first, all nine
+// only where the corners disagree.
+inline int hitCount(const asmtest::ContextSnapshot& c, int x, int y, ParallelB form = ParallelB::DoubleLanes)
+{
+    const auto at = [&](std::size_t i) { return quadratic(c, sampleRay(c, x, y, kSamples[i][0], kSamples[i][1]), form); };
+    int corners = 0;
+    for (std::size_t i = 5; i < 9; ++i)
+        corners += at(i).d >= 0 ? 1 : 0;
+    if (corners == 0 || corners == 4)
+        return corners == 0 ? 0 : 9;
+    int n = 0;
+    for (std::size_t i = 0; i < 9; ++i) {
+        const Quadratic q = at(i);
+        n += q.a != 0 && q.d >= 0 ? 1 : 0;
+    }
+    return n;
+}
+
+} // namespace kmodel
