@@ -70,9 +70,27 @@ RayQuadratic rayQuadratic(const RenderContext& ctx, const Ray& ray)
     return q;
 }
 
-PixelCoverage pixelCoverage(const RenderContext& ctx, A_long x, A_long y)
+PixelCoverage pixelCoverage(const RenderContext& ctx, A_long x, A_long y, PixelRegion region)
 {
     PixelCoverage out;
+    // A decided corner test keeps nothing of its corners but the count and the last one's
+    // ray and quadratic: the others are not cast. Should the last corner contradict the
+    // bound, all four are cast after all.
+    const bool decided = region == PixelRegion::Covered || region == PixelRegion::Empty;
+    if (decided) {
+        out.ray = sampleRay(ctx, x, y, kSamples[8].x, kSamples[8].y);
+        out.quadratic = rayQuadratic(ctx, out.ray);
+        const bool hit = out.quadratic.discriminant >= 0.0;
+        if (!hit)
+            out.quadratic.discriminant = 0.0;
+        if (hit == (region == PixelRegion::Covered)) {
+            if (hit) {
+                out.hits = 9;
+                out.coverage = 1.0;
+            }
+            return out;
+        }
+    }
     int corners = 0;
     for (int i = kFirstCorner; i < 9; ++i) {
         out.ray = sampleRay(ctx, x, y, kSamples[i].x, kSamples[i].y);

@@ -2,6 +2,7 @@
 // Viewing rays of one output pixel, their intersection with the ellipsoid, and how much of
 // the pixel the ellipsoid covers.
 
+#include "render/pixel_region.h"
 #include "render/ray.h"
 
 struct RenderContext;
@@ -19,8 +20,9 @@ struct PixelCoverage {
     RayQuadratic quadratic;
 };
 
-// Four corner samples first; the nine-sample grid only where the corners disagree.
-PixelCoverage pixelCoverage(const RenderContext& ctx, A_long x, A_long y);
+// Four corner samples first; the nine-sample grid only where the corners disagree. Where the
+// silhouette bounds already decide the corner test, only the last corner is cast.
+PixelCoverage pixelCoverage(const RenderContext& ctx, A_long x, A_long y, PixelRegion region = PixelRegion::Unknown);
 
 // The ellipsoid's unit normal at P: the gradient of its equation, not turned to the viewer.
 Vec4 surfaceNormal(const RenderContext& ctx, Vec4 p);

@@ -63,7 +63,11 @@ Walls wallsOf(const RenderContext& ctx, const RayQuadratic& q)
 template <class Pixel>
 Colour directColour(const RenderContext& ctx, A_long x, A_long y)
 {
-    const PixelCoverage cov = pixelCoverage(ctx, x, y);
+    // Where no corner sample can meet the ellipsoid the coverage test would find nothing.
+    const PixelRegion region = pixelRegion(ctx, x, y);
+    if (region == PixelRegion::Empty || region == PixelRegion::BeyondBlur)
+        return {};
+    const PixelCoverage cov = pixelCoverage(ctx, x, y, region);
     if (cov.hits < 1)
         return {};
     Walls w = wallsOf(ctx, cov.quadratic);
@@ -115,7 +119,15 @@ void bufferedPixel(const RenderContext& ctx, A_long x, A_long y)
         storeDepth(*ctx.passWorlds[3], x, y, backDepth);
     };
 
-    const PixelCoverage cov = pixelCoverage(ctx, x, y);
+    // Beyond the blur's reach the empty-pixel test would write no surface.
+    const PixelRegion region = pixelRegion(ctx, x, y);
+    if (region == PixelRegion::BeyondBlur) {
+        frontColour = backColour = toPixel<Pixel>(Colour{});
+        frontDepth = backDepth = kNoSurface;
+        storeDepths();
+        return;
+    }
+    const PixelCoverage cov = pixelCoverage(ctx, x, y, region);
     if (cov.hits < 1) {
         frontColour = backColour = toPixel<Pixel>(Colour{});
         frontDepth = backDepth = emptyPixelDepth(ctx, cov);

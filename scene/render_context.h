@@ -10,6 +10,7 @@
 #include "AEO/suite_handler.h"
 #include "render/colour_pixel.h"
 #include "scene/light_record.h"
+#include "scene/silhouette_bounds.h"
 
 struct RenderContext {
     explicit RenderContext(PF_InData* in);
@@ -54,6 +55,7 @@ struct RenderContext {
     double fixedPointV = 0.0;
 
     LightList lights;
+    SilhouetteBounds silhouette;    // none: every pixel takes the full path
 
     // Shading.
     A_u_long falloffMode = 1;       // 1 "None", 2 "Smooth", 3 "Inverse Square Clamped"

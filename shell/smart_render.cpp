@@ -10,6 +10,7 @@
 #include "scene/param_checkout.h"
 #include "scene/render_context.h"
 #include "scene/scene_assembly.h"
+#include "scene/silhouette_bounds.h"
 #include "shell/commands.h"
 #include "shell/effect_param_id.h"
 
@@ -120,6 +121,10 @@ PF_Err smartRender(PF_InData* in_data, PF_OutData*, PF_SmartRenderExtra* extra)
         err |= reflection.error();
     }
     ctx.outputWorld = output;
+
+    if (!err) {
+        boundSilhouette(ctx);
+    }
 
     const PassCallbacks passes = passCallbacksFor(ctx.pixelFormat);
     // The kernels sample through the context's own suite of the output's depth; a render

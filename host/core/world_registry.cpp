@@ -106,6 +106,7 @@ PF_Err WorldRegistry::create(A_long width, A_long height, PF_PixelFormat format,
                          (writeable ? PF_WorldFlag_WRITEABLE : 0);
     std::lock_guard lock(mutex_);
     worlds_.emplace(storage.bytes.get(), std::move(storage));
+    changed();
     return PF_Err_NONE;
 }
 
@@ -129,6 +130,7 @@ bool WorldRegistry::dispose(const void* data)
         spare_.emplace(storage.size, std::move(storage.bytes));
     }
     worlds_.erase(it);
+    changed();
     return true;
 }
 
@@ -138,13 +140,39 @@ void WorldRegistry::setRowLayout(RowLayout layout)
     rowLayout_ = layout;
 }
 
+namespace {
+
+std::atomic<std::uint64_t> nextGeneration{1};
+
+// The last answer of format() on this thread. Every sample asks for its source world's format;
+// the worlds do not change during a pass, so the answer is nearly always the same, and taking
+// the registry's lock for it would make the sampling threads queue on one another.
+struct FormatMemo {
+    std::uint64_t generation = 0;
+    const void* data = nullptr;
+    std::optional<PF_PixelFormat> format;
+};
+thread_local FormatMemo formatMemo;
+
+} // namespace
+
+WorldRegistry::WorldRegistry() : generation_(nextGeneration.fetch_add(1)) {}
+
+void WorldRegistry::changed()
+{
+    generation_.store(nextGeneration.fetch_add(1), std::memory_order_release);
+}
+
 std::optional<PF_PixelFormat> WorldRegistry::format(const void* data) const
 {
+    FormatMemo& memo = formatMemo;
+    if (memo.data == data && memo.generation == generation_.load(std::memory_order_acquire))
+        return memo.format;
     std::lock_guard lock(mutex_);
     auto it = worlds_.find(data);
-    if (it == worlds_.end())
-        return std::nullopt;
-    return it->second.format;
+    memo = {generation_.load(std::memory_order_relaxed), data,
+            it == worlds_.end() ? std::nullopt : std::optional<PF_PixelFormat>(it->second.format)};
+    return memo.format;
 }
 
 std::size_t WorldRegistry::liveCount() const

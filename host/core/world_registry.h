@@ -5,6 +5,8 @@
 #include "host/core/fault_plan.h"
 #include "hostapi/host_api.h"
 
+#include <atomic>
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -37,6 +39,7 @@ enum class WorldFill {
 
 class WorldRegistry {
 public:
+    WorldRegistry();
     // Fills *world. Returns PF_Err_OUT_OF_MEMORY or PF_Err_BAD_CALLBACK_PARAM on failure.
     PF_Err create(A_long width, A_long height, PF_PixelFormat format, WorldFill fill, bool writeable,
                   PF_EffectWorld* world);
@@ -52,8 +55,13 @@ private:
         std::size_t size = 0;
         PF_PixelFormat format = 0;
     };
+    void changed();                                        // under mutex_: worlds_ changed
+
     mutable std::mutex mutex_;
     std::map<const void*, Storage> worlds_;
+    // A number no other state of any registry has had: samplers remember the format of the
+    // last world they asked about by it, and ask again only after a change.
+    std::atomic<std::uint64_t> generation_;
     // Buffers of disposed worlds by size: frames of a sequence ask for the same worlds again, and
     // reusing them saves the allocation and the kernel's zeroing of fresh pages.
     std::multimap<std::size_t, std::unique_ptr<unsigned char[]>> spare_;

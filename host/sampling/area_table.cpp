@@ -48,6 +48,8 @@ std::size_t threadShardIndex(std::size_t shardCount) {
     return index % shardCount;
 }
 
+std::atomic<std::uint64_t> nextGeneration{1};
+
 } // namespace
 
 AreaTable buildAreaTable(const PF_EffectWorld& world, PixelDepth depth) {
@@ -93,8 +95,23 @@ private:
     const AreaTableCache& cache_;
 };
 
-AreaTableCache::AreaTableCache() = default;
+namespace {
+
+// The entry this thread's last sample used, and the state of the cache it was found in.
+struct EntryMemo {
+    std::uint64_t generation = 0;
+    const void* data = nullptr;
+    PixelDepth depth = PixelDepth::eight;
+    void* entry = nullptr;
+};
+thread_local EntryMemo entryMemo;
+
+} // namespace
+
+AreaTableCache::AreaTableCache() : generation_(nextGeneration.fetch_add(1)) {}
 AreaTableCache::~AreaTableCache() = default;
+
+void AreaTableCache::changed() { generation_ = nextGeneration.fetch_add(1); }
 
 std::unique_lock<std::mutex> AreaTableCache::lockOwnShard() const {
     return std::unique_lock<std::mutex>(shards_[threadShardIndex(shardCount)].mutex);
@@ -106,12 +123,14 @@ void AreaTableCache::invalidate(const void* worldData) {
     if (it == entries_.end()) return;
     bytes_ -= it->second->bytesHeld();
     entries_.erase(it);
+    changed();
 }
 
 void AreaTableCache::invalidateAll() {
     AllShardsLock all(*this);
     entries_.clear();
     bytes_ = 0;
+    changed();
 }
 
 void AreaTableCache::invalidateAllBut(const std::function<bool(const void*)>& keep) {
@@ -123,6 +142,7 @@ void AreaTableCache::invalidateAllBut(const std::function<bool(const void*)>& ke
         }
         bytes_ -= it->second->bytesHeld();
         it = entries_.erase(it);
+        changed();
     }
 }
 
@@ -133,9 +153,16 @@ double AreaTableCache::buildSeconds() const { return double(buildNanoseconds_.lo
 AreaTableLease AreaTableCache::acquire(const PF_EffectWorld& world, PixelDepth depth) {
     for (;;) {
         auto lock = lockOwnShard();
-        auto it = entries_.find(world.data);
-        if (it != entries_.end() && it->second->matches(world, depth)) {
-            Entry& entry = *it->second;
+        EntryMemo& memo = entryMemo;
+        Entry* found = nullptr;
+        if (memo.generation == generation_ && memo.data == world.data && memo.depth == depth) {
+            found = static_cast<Entry*>(memo.entry);
+        } else if (auto it = entries_.find(world.data); it != entries_.end()) {
+            found = it->second.get();
+        }
+        if (found && found->matches(world, depth)) {
+            Entry& entry = *found;
+            memo = {generation_, world.data, depth, found};
             if (!entry.ready.load(std::memory_order_acquire)) {
                 std::lock_guard<std::mutex> building(entry.buildMutex);
                 if (!entry.ready.load(std::memory_order_relaxed)) {
@@ -159,6 +186,7 @@ AreaTableLease AreaTableCache::acquire(const PF_EffectWorld& world, PixelDepth d
         if (!slot || !slot->matches(world, depth)) {
             if (slot) bytes_ -= slot->bytesHeld();
             slot = std::make_unique<Entry>(world, depth);
+            changed();
         }
     }
 }

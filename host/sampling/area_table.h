@@ -80,8 +80,13 @@ private:
     std::unique_lock<std::mutex> lockOwnShard() const;
     class AllShardsLock;
 
+    void changed();   // under all shards: entries_ lost or replaced an entry
+
     mutable std::array<Shard, shardCount> shards_;
     std::unordered_map<const void*, std::unique_ptr<Entry>> entries_;  // changed under all shards
+    // A number no other state of any cache has had, changed under all shards: a sampler keeps
+    // the entry it found last with it and skips the lookup while the number stays.
+    std::uint64_t generation_;
     std::atomic<std::size_t> bytes_{0};
     std::atomic<long long> buildNanoseconds_{0};
 };

@@ -20,10 +20,16 @@ inline std::int64_t nearestPixel(PF_Fixed v) { return (static_cast<std::int64_t>
 
 template <class Pixel>
 WeightedSum directSum(const PF_EffectWorld& src, const AxisFootprint& fx, const AxisFootprint& fy) {
+    // The column weights are the same on every row: worked out once, the same values in the
+    // same order of summation.
+    double wx[directSumMaxPixels];
+    const int columns = fx.last - fx.first + 1;
+    for (int i = 0; i < columns; ++i) wx[i] = fx.weight(fx.first + i);
     WeightedSum sum;
     for (int j = fy.first; j <= fy.last; ++j) {
         const double wy = fy.weight(j);
-        for (int i = fx.first; i <= fx.last; ++i) sum.add(pixelAt<Pixel>(src, i, j), fx.weight(i) * wy);
+        const Pixel* row = &pixelAt<Pixel>(src, fx.first, j);
+        for (int i = 0; i < columns; ++i) sum.add(row[i], wx[i] * wy);
     }
     return sum;
 }

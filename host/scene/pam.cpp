@@ -158,7 +158,9 @@ void writePam(const std::string& path, const Image& image, int bitDepth)
         const float v = image.rgba[i];
         // NaN counts as 0; the comparison form sends it to the low side.
         const float clamped = v > 0.0f ? std::min(v, 1.0f) : 0.0f;
-        const auto q = static_cast<unsigned>(std::lround(clamped * float(maxval)));
+        // Half away from zero, as lround, without a library call per channel: the float
+        // product plus one half is exact in double, and truncation is floor for x ≥ 0.
+        const auto q = static_cast<unsigned>(double(clamped * float(maxval)) + 0.5);
         if (bytesPerSample == 2) {
             data[2 * i] = static_cast<unsigned char>(q >> 8);
             data[2 * i + 1] = static_cast<unsigned char>(q & 0xff);

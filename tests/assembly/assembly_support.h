@@ -190,7 +190,8 @@ struct Rendered {
 // render it gives back before the command returns, on every path; and to draw no warning
 // from the host.
 inline Rendered renderScene(const SceneSetup& setup, orbhost::FrameRequest request = {},
-                            const std::function<void(orbhost::EffectHost&)>& prepare = {})
+                            const std::function<void(orbhost::EffectHost&)>& prepare = {},
+                            const std::string& module = modulePath())
 {
     Rendered r;
     auto passes = std::make_shared<std::vector<ContextSnapshot>>();
@@ -198,7 +199,7 @@ inline Rendered renderScene(const SceneSetup& setup, orbhost::FrameRequest reque
     config.iterateObserver = [passes](const void* refcon, A_long iterations) {
         passes->push_back(snapshot(*static_cast<const RenderContext*>(refcon), iterations));
     };
-    r.host = std::make_unique<orbhost::EffectHost>(modulePath(), config);
+    r.host = std::make_unique<orbhost::EffectHost>(module, config);
     if (r.host->start() != PF_Err_NONE) {
         ADD_FAILURE() << "the module did not start";
         return r;

@@ -1,6 +1,8 @@
 #!/usr/bin/env python3
-"""Times orbulon-render on the benchmark scenes (scenes/bench/) with the real effect and with the
-zero kernel, on 1 and 2 iterate threads, and prints one table of medians over the runs.
+"""Times orbulon-render on the benchmark scenes (scenes/bench/) with the real effect, with the same
+effect built without its shortcuts (OrbulonReference.so: no silhouette bounds, every pixel takes
+the full path) and with the zero kernel, on 1 and 2 iterate threads, and prints one table of
+medians over the runs.
 
 Every run is one process rendering frames 0 to N-1 (--frames, default 5). The figures are the
 medians over those frames, so they show a frame of a sequence in its steady state; the slowest
@@ -11,6 +13,11 @@ SMART_RENDER into its iterate passes and the rest ("outside passes": the effect'
 assembly, the checkouts and worlds), and names the host's own share of each: layer worlds made
 at checkout, area sampling tables built during the passes. The zero kernel runs the same
 command with the per-pixel work taken out, so its passes are the iterate's own cost.
+
+For Orbulon's rows the table adds the speed-up over the reference effect (its frame time over
+Orbulon's, both from the same run) and what a pixel costs a core beyond the zero kernel: per
+empty pixel (from scene b, where every pixel is empty) and per covered pixel (a pixel with
+non-zero alpha in the rendered frame, the empty ones' share taken out).
 
 Runs go round-robin over the configurations, so that a burst of load elsewhere on the machine
 touches one run of many rows rather than every run of one.
@@ -31,8 +38,11 @@ SCENES = {
     "c": "c_uhd_float.json",
     "d": "d_depth_of_field.json",
 }
-KERNELS = ("orbulon", "zero")
-ZERO_KERNEL = pathlib.Path("tools/bench/orbulon_zero_kernel.so")   # in the build tree
+KERNELS = ("orbulon", "reference", "zero")
+MODULES = {   # in the build tree; Orbulon itself is the program's default
+    "reference": pathlib.Path("OrbulonReference.so"),
+    "zero": pathlib.Path("tools/bench/orbulon_zero_kernel.so"),
+}
 
 # (key, column heading, format) of the printed table, in order.
 COLUMNS = (
@@ -46,6 +56,9 @@ COLUMNS = (
     ("passes_ms", "passes ms", "{:.1f}"),
     ("area_tables_ms", "of which area tables", "{:.1f}"),
     ("peak_mib", "peak MiB", "{:.0f}"),
+    ("speedup", "speed-up", "{}"),
+    ("ns_empty", "ns/empty px", "{}"),
+    ("ns_covered", "ns/covered px", "{}"),
 )
 
 
@@ -58,7 +71,7 @@ def parse_args(argv):
                         help="frames rendered by each run, from frame 0; figures are their medians (default 5)")
     parser.add_argument("--scenes", default="abcd", help="which scenes, by letter (default abcd)")
     parser.add_argument("--threads", default="1,2", help="iterate thread counts, comma separated (default 1,2)")
-    parser.add_argument("--kernels", default=",".join(KERNELS), help="orbulon, zero or both (default both)")
+    parser.add_argument("--kernels", default=",".join(KERNELS), help="orbulon, reference, zero, comma separated (default all three)")
     parser.add_argument("--json", type=pathlib.Path, help="also write the table, with every run's figures, here")
     args = parser.parse_args(argv)
     if args.runs < 1:
@@ -97,7 +110,18 @@ def figures_of(stats):
     }
 
 
-def run_once(program, module, scene, threads, frames, folder):
+def pixel_counts(frame):
+    """(pixels, pixels with non-zero alpha) of a PAM frame; alpha is the fourth channel."""
+    data = frame.read_bytes()
+    end = data.index(b"ENDHDR\n") + len(b"ENDHDR\n")
+    header = dict(line.split(" ", 1) for line in data[:end].decode().splitlines()[1:-1])
+    width, height, maxval = int(header["WIDTH"]), int(header["HEIGHT"]), int(header["MAXVAL"])
+    pixels = data[end:] if maxval < 256 else memoryview(data[end:]).cast("H").tolist()
+    alpha = pixels[3::4]
+    return width * height, len(alpha) - alpha.count(0)
+
+
+def run_once(program, module, scene, threads, frames, folder, count_pixels):
     stats_path = folder / "stats.json"
     command = [str(program), str(scene), "--frames", f"0-{frames - 1}", "--threads", str(threads),
                "--stats-json", str(stats_path), "-q", "-o", str(folder / "frame####.pam")]
@@ -107,7 +131,35 @@ def run_once(program, module, scene, threads, frames, folder):
     if result.returncode != 0:
         sys.exit(f"bench: {' '.join(command)} exited {result.returncode}\n{result.stderr}")
     with open(stats_path) as file:
-        return figures_of(json.load(file))
+        figures = figures_of(json.load(file))
+    if count_pixels:
+        figures["pixels"], figures["covered"] = pixel_counts(folder / f"frame{frames - 1:04d}.pam")
+    return figures
+
+
+def add_derived(rows):
+    """Speed-up over the reference effect and core nanoseconds per empty and per covered pixel,
+    for Orbulon's rows; '-' where the run lacks what a figure needs."""
+    by = {(r["scene"], r["kernel"], r["threads"]): r for r in rows}
+    empty_ns = {}
+    for r in rows:
+        zero = by.get((r["scene"], "zero", r["threads"]))
+        if r["kernel"] == "orbulon" and zero and r.get("covered") == 0:
+            empty_ns[r["threads"]] = (r["passes_ms"] - zero["passes_ms"]) * 1e6 * r["threads"] / r["pixels"]
+    for r in rows:
+        r["speedup"] = r["ns_empty"] = r["ns_covered"] = "-"
+        if r["kernel"] != "orbulon":
+            continue
+        reference = by.get((r["scene"], "reference", r["threads"]))
+        if reference:
+            r["speedup"] = f"{reference['frame_ms'] / r['frame_ms']:.1f}x"
+        zero = by.get((r["scene"], "zero", r["threads"]))
+        e = empty_ns.get(r["threads"])
+        if e is not None:
+            r["ns_empty"] = f"{e:.1f}"
+            if zero and r["covered"]:
+                extra = (r["passes_ms"] - zero["passes_ms"]) * 1e6 * r["threads"]
+                r["ns_covered"] = f"{(extra - e * (r['pixels'] - r['covered'])) / r['covered']:.0f}"
 
 
 def print_table(rows, header):
@@ -127,8 +179,8 @@ def print_table(rows, header):
 def main(argv):
     args = parse_args(argv)
     program = args.build / "orbulon-render"
-    zero = args.build / ZERO_KERNEL
-    for needed in [program] + ([zero] if "zero" in args.kernels else []):
+    modules = {kernel: args.build / path for kernel, path in MODULES.items()}
+    for needed in [program] + [modules[k] for k in args.kernels if k in modules]:
         if not needed.exists():
             sys.exit(f"bench: {needed} is missing: build the tree first (./dev.sh bench builds build/linux)")
 
@@ -136,20 +188,22 @@ def main(argv):
                for threads in args.threads]
     runs = {config: [] for config in configs}
     with tempfile.TemporaryDirectory(prefix="orbulon-bench-") as tmp:
-        for _ in range(args.runs):
+        for run in range(args.runs):
             for letter, kernel, threads in configs:
                 scene = ROOT / "scenes" / "bench" / SCENES[letter]
-                module = zero if kernel == "zero" else None
+                module = modules.get(kernel)
                 runs[(letter, kernel, threads)].append(run_once(program, module, scene, threads,
-                                                                args.frames, pathlib.Path(tmp)))
+                                                                args.frames, pathlib.Path(tmp),
+                                                                run == 0 and kernel == "orbulon"))
 
     rows = []
     for (letter, kernel, threads), figures in runs.items():
         row = {"scene": SCENES[letter].removesuffix(".json"), "kernel": kernel, "threads": threads}
         for key in figures[0]:
-            row[key] = statistics.median(f[key] for f in figures)
+            row[key] = statistics.median(f[key] for f in figures if key in f)
         row["runs"] = figures
         rows.append(row)
+    add_derived(rows)
 
     cores = os.cpu_count()
     print_table(rows, f"orbulon-render, frames 0-{args.frames - 1} of each scene, medians over the frames "

@@ -5,7 +5,8 @@
     does not clear, so an all-zero frame shows that nothing was skipped), in one pass without
     depth of field and two with it, as Orbulon does; Orbulon itself draws the same scene;
   - bench.py prints its table and writes JSON whose figures add up: the host's shares lie
-    inside the parts they belong to, and every configuration asked for is there.
+    inside the parts they belong to, every configuration asked for is there, and Orbulon's rows
+    carry the speed-up over the reference effect and the cost of an empty pixel.
 
 Usage: bench_smoke_test.py BUILD_DIR
 """
@@ -69,13 +70,14 @@ def check_driver(build, folder):
     if result.returncode != 0:
         sys.exit(f"bench.py exited {result.returncode}\n{result.stdout}{result.stderr}")
     lines = [line for line in result.stdout.splitlines() if line.startswith("| b_offscreen ")]
-    check(len(lines) == 4, f"expected 4 table rows for scene b, got:\n{result.stdout}")
+    check(len(lines) == 6, f"expected 6 table rows for scene b, got:\n{result.stdout}")
     check("| scene" in result.stdout and "peak MiB" in result.stdout, f"no table heading:\n{result.stdout}")
 
     document = json.loads(table.read_text())
     check(document["cores"] == os.cpu_count(), f"cores {document['cores']}, the machine has {os.cpu_count()}")
     rows = document["rows"]
-    check(sorted((r["kernel"], r["threads"]) for r in rows) == [("orbulon", 1), ("orbulon", 2), ("zero", 1), ("zero", 2)],
+    check(sorted((r["kernel"], r["threads"]) for r in rows) ==
+          [(k, t) for k in ("orbulon", "reference", "zero") for t in (1, 2)],
           f"configurations: {[(r['kernel'], r['threads']) for r in rows]}")
     for r in rows:
         what = f"b_offscreen {r['kernel']} on {r['threads']} thread(s)"
@@ -91,6 +93,10 @@ def check_driver(build, folder):
         if r["kernel"] == "zero":
             check(r["area_tables_ms"] == 0, f"{what}: the zero kernel samples nothing, yet tables were built")
         check(r["peak_mib"] > 0, f"{what}: no peak memory")
+        if r["kernel"] == "orbulon":
+            # Scene b is all empty pixels: a speed-up over the reference and a cost per empty pixel.
+            check(r["speedup"].endswith("x") and r["ns_empty"] != "-", f"{what}: speed-up {r['speedup']}, "
+                  f"ns per empty pixel {r['ns_empty']}")
 
 
 def main():
