@@ -111,17 +111,21 @@ def figures_of(stats):
 
 
 def pixel_counts(frame):
-    """(pixels, pixels with non-zero alpha) of a PAM frame; alpha is the fourth channel."""
+    """(pixels, pixels with non-zero alpha) of a PAM frame; alpha is the fourth channel (a
+    16-bit one is two bytes, high first)."""
     data = frame.read_bytes()
     end = data.index(b"ENDHDR\n") + len(b"ENDHDR\n")
     header = dict(line.split(" ", 1) for line in data[:end].decode().splitlines()[1:-1])
     width, height, maxval = int(header["WIDTH"]), int(header["HEIGHT"]), int(header["MAXVAL"])
-    pixels = data[end:] if maxval < 256 else memoryview(data[end:]).cast("H").tolist()
-    alpha = pixels[3::4]
+    if maxval < 256:
+        alpha = data[end + 3::4]
+    else:
+        high, low = data[end + 6::8], data[end + 7::8]
+        alpha = (int.from_bytes(high, "big") | int.from_bytes(low, "big")).to_bytes(len(high), "big")
     return width * height, len(alpha) - alpha.count(0)
 
 
-def run_once(program, module, scene, threads, frames, folder, count_pixels):
+def run_once(program, module, scene, threads, frames, folder, keep_frame=None):
     stats_path = folder / "stats.json"
     command = [str(program), str(scene), "--frames", f"0-{frames - 1}", "--threads", str(threads),
                "--stats-json", str(stats_path), "-q", "-o", str(folder / "frame####.pam")]
@@ -132,8 +136,10 @@ def run_once(program, module, scene, threads, frames, folder, count_pixels):
         sys.exit(f"bench: {' '.join(command)} exited {result.returncode}\n{result.stderr}")
     with open(stats_path) as file:
         figures = figures_of(json.load(file))
-    if count_pixels:
-        figures["pixels"], figures["covered"] = pixel_counts(folder / f"frame{frames - 1:04d}.pam")
+    if keep_frame:
+        # Counted after every run is timed: reading a large frame here would swell this
+        # process, and a child starts with its parent's peak memory as its own.
+        (folder / f"frame{frames - 1:04d}.pam").replace(keep_frame)
     return figures
 
 
@@ -192,9 +198,14 @@ def main(argv):
             for letter, kernel, threads in configs:
                 scene = ROOT / "scenes" / "bench" / SCENES[letter]
                 module = modules.get(kernel)
+                keep = None
+                if run == 0 and kernel == "orbulon":
+                    keep = pathlib.Path(tmp) / f"{letter}_{threads}.pam"
                 runs[(letter, kernel, threads)].append(run_once(program, module, scene, threads,
-                                                                args.frames, pathlib.Path(tmp),
-                                                                run == 0 and kernel == "orbulon"))
+                                                                args.frames, pathlib.Path(tmp), keep))
+        for (letter, kernel, threads), figures in runs.items():
+            if kernel == "orbulon":
+                figures[0]["pixels"], figures[0]["covered"] = pixel_counts(pathlib.Path(tmp) / f"{letter}_{threads}.pam")
 
     rows = []
     for (letter, kernel, threads), figures in runs.items():
