@@ -116,4 +116,35 @@ inline int hitCount(const asmtest::ContextSnapshot& c, int x, int y, ParallelB f
     return n;
 }
 
+// The near wall along the ray: t = (B − √D) / A in double, then P = O + t·d in float lanes.
+inline F4 nearPoint(const Ray& r, const Quadratic& q)
+{
+    const float t = float((q.b - std::sqrt(q.d)) / q.a);
+    return {r.o[0] + r.d[0] * t, r.o[1] + r.d[1] * t, r.o[2] + r.d[2] * t};
+}
+
+struct UV {
+    double u = 0, v = 0;
+};
+
+// (U, V) of a surface point, then the opening's stretch, the slide and the wrap, as the
+// untextured look paints them: the arc functions are the double ones rounded to float, the
+// divisions by π and 2π and all of the deformation in double.
+inline UV textureUV(const asmtest::ContextSnapshot& c, const F4& p)
+{
+    const F4 q = normalise({p[0] * c.invRadius.x, p[1] * c.invRadius.y, p[2] * c.invRadius.z});
+    const double z = q[2] > 1.0f ? 1.0 : q[2] < -1.0f ? -1.0 : double(q[2]);
+    UV uv;
+    uv.v = 1.0 - double(float(std::acos(z))) / 3.141592653589793;
+    if (q[0] != 0.0f || q[1] != 0.0f) {
+        uv.u = -double(float(std::atan2(double(q[1]), double(q[0])))) / (2.0 * 3.141592653589793);
+        if (uv.u < 0.0)
+            uv.u += 1.0;
+    }
+    const double k = c.openScale, w = (k - 1.0) * std::sin(3.141592653589793 * uv.v) + 1.0;
+    double u = w * (uv.u - c.fixedPointU) + c.fixedPointU + c.slideTurns;
+    u -= std::floor(u / w) * w;
+    return {u, (uv.v - c.fixedPointV) * k + c.fixedPointV};
+}
+
 } // namespace kmodel

@@ -1,0 +1,68 @@
+// Float renders compared bit for bit with the kernels' arithmetic written out at its own
+// precision (kernel_model.h). Without a texture or lights the sphere shows its own (U, V) in
+// red and green, so every fully covered pixel carries the whole chain in its last bits: the
+// sample ray (x' in double, float lanes, the processor's reciprocal square root estimate), the
+// quadratic in double, the near wall's point in float, the arc functions rounded to float and
+// the division by π and the deformation in double. The scenes cross the seam and the poles.
+#include "renderer/kernel_model.h"
+#include "renderer/renderer_support.h"
+
+#include <cstring>
+
+using namespace rtest;
+using asmtest::renderScene;
+
+namespace {
+
+struct PrecisionCase {
+    const char* name;
+    Placement placement;
+    std::map<std::string, std::string> extra;
+    std::string layers;
+};
+
+const PrecisionCase kPrecisionCases[] = {
+    {"PoleFacingTheCamera", {40, {80, 60, 0}, {0, 0, 0}}, {}, ""},
+    {"SeamAcrossTheMiddle", {45, {75, 62, 20}, {90, 0, 90}}, {}, ""},
+    {"TurnedEllipsoidOpened", {35, {85, 55, 0}, {30, -50, 20}, 0.5, 0.3, 0.7, 40},
+     {{"Ellipse Z/XY", "0.4"}, {"Ellipse X/Y", "-0.3"}}, ""},
+    {"ParallelCamera", {42, {78, 64, 10}, {60, 20, -30}}, {}, cameraLayerJson(false, 300, 300)},
+};
+
+class KernelPrecision : public asmtest::AssemblyParamTest<PrecisionCase> {};
+
+TEST_P(KernelPrecision, UntexturedColourIsTheUVOfTheStatedPrecision)
+{
+    const PrecisionCase& c = GetParam();
+    const auto r = renderScene(geometryScene(c.placement, c.extra, c.layers), kFloat);
+    ASSERT_EQ(r.result, PF_Err_NONE);
+    const asmtest::ContextSnapshot& ctx = r.ctx();
+    ASSERT_EQ(ctx.lights.size(), 0u);
+    int compared = 0, mismatches = 0;
+    std::ostringstream detail;
+    for (int y = 0; y < r.image.height; ++y)
+        for (int x = 0; x < r.image.width; ++x) {
+            if (kmodel::hitCount(ctx, x, y) != 9)
+                continue;
+            const kmodel::Ray ray = kmodel::sampleRay(ctx, x, y, 5.0 / 6, 5.0 / 6);
+            const kmodel::UV uv = kmodel::textureUV(ctx, kmodel::nearPoint(ray, kmodel::quadratic(ctx, ray)));
+            if (!(uv.u >= 0 && uv.u < 1 && uv.v >= 0 && uv.v < 1))
+                continue;   // the opening: transparent there
+            ++compared;
+            const Rgba got = pixelAt(r.image, x, y);
+            const float want[2] = {float(uv.u), float(uv.v)}, seen[2] = {float(got.r), float(got.g)};
+            if (std::memcmp(want, seen, sizeof want) != 0 && ++mismatches <= 4) {
+                char text[160];
+                std::snprintf(text, sizeof text, "\n  pixel (%d, %d): U, V %.9g, %.9g expected, got %.9g, %.9g", x, y,
+                              want[0], want[1], seen[0], seen[1]);
+                detail << text;
+            }
+        }
+    EXPECT_GT(compared, 1000);
+    EXPECT_EQ(mismatches, 0) << mismatches << " of " << compared << " pixels" << detail.str();
+}
+
+INSTANTIATE_TEST_SUITE_P(Scenes, KernelPrecision, testing::ValuesIn(kPrecisionCases),
+                         [](const testing::TestParamInfo<PrecisionCase>& i) { return std::string(i.param.name); });
+
+} // namespace
