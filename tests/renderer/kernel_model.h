@@ -147,4 +147,29 @@ inline UV textureUV(const asmtest::ContextSnapshot& c, const F4& p)
     return {u, (uv.v - c.fixedPointV) * k + c.fixedPointV};
 }
 
+// The colour a point light gives the untextured surface at P with "Emit" 0 and "Specular"
+// 0: the light's colour × the base colour × ("Diffuse" · k), where k = −(N·L)·intensity with
+// L the unit vector from the light to P: its length a float square root, its division in
+// double; N the ellipsoid's normal turned toward the ray. Red, green and blue.
+inline std::array<float, 3> pointLit(const asmtest::ContextSnapshot& c, const Ray& ray, const F4& p, const UV& uv)
+{
+    const asmtest::LightSnapshot& light = c.lights.at(0);
+    const F4 from = rowOf(light.lightToSphere, 3);
+    const F4 l{p[0] - from[0], p[1] - from[1], p[2] - from[2]};
+    const double distance = std::max(double(std::sqrt(l[0] * l[0] + l[1] * l[1] + l[2] * l[2])), 1e-15);
+    const F4 toPoint{float(l[0] / distance), float(l[1] / distance), float(l[2] / distance)};
+    F4 n = normalise({p[0] * c.invRadiusSq.x, p[1] * c.invRadiusSq.y, p[2] * c.invRadiusSq.z});
+    if (n[0] * ray.d[0] + n[1] * ray.d[1] + n[2] * ray.d[2] > 0.0f)
+        n = {n[0] * -1.0f, n[1] * -1.0f, n[2] * -1.0f};
+    const float d = n[0] * toPoint[0] + n[1] * toPoint[1] + n[2] * toPoint[2];
+    if (!(d <= 0.0f))
+        return {0, 0, 0};   // lit from behind, without transmission
+    const float k = float(-double(d) * light.intensity);
+    const float base[3] = {float(uv.u), float(uv.v), 0.0f};
+    std::array<float, 3> out{};
+    for (int i = 0; i < 3; ++i)
+        out[i] = light.argb[i + 1] * base[i] * 1.0f * (c.diffuse * k);
+    return out;
+}
+
 } // namespace kmodel

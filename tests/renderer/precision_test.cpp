@@ -3,7 +3,8 @@
 // red and green, so every fully covered pixel carries the whole chain in its last bits: the
 // sample ray (x' in double, float lanes, the processor's reciprocal square root estimate), the
 // quadratic in double, the near wall's point in float, the arc functions rounded to float and
-// the division by π and the deformation in double. The scenes cross the seam and the poles.
+// the division by π and the deformation in double. The scenes cross the seam and the poles;
+// one is lit by a point light from the side, whose direction takes a float square root.
 #include "renderer/kernel_model.h"
 #include "renderer/renderer_support.h"
 
@@ -27,17 +28,20 @@ const PrecisionCase kPrecisionCases[] = {
     {"TurnedEllipsoidOpened", {35, {85, 55, 0}, {30, -50, 20}, 0.5, 0.3, 0.7, 40},
      {{"Ellipse Z/XY", "0.4"}, {"Ellipse X/Y", "-0.3"}}, ""},
     {"ParallelCamera", {42, {78, 64, 10}, {60, 20, -30}}, {}, cameraLayerJson(false, 300, 300)},
+    {"PointLightGrazing", {40, {80, 60, 0}, {70, 10, 30}}, {{"Emit", "0"}, {"Diffuse", "100"}, {"Specular", "0"}},
+     R"({ "name": "Lamp", "type": "light", "position": [260, 40, 10], "light": { "type": "point", "intensity": 130,
+          "color": [1, 0.8, 0.6] } },)"},
 };
 
 class KernelPrecision : public asmtest::AssemblyParamTest<PrecisionCase> {};
 
-TEST_P(KernelPrecision, UntexturedColourIsTheUVOfTheStatedPrecision)
+TEST_P(KernelPrecision, UntexturedColourIsTheUVAndLightOfTheStatedPrecision)
 {
     const PrecisionCase& c = GetParam();
     const auto r = renderScene(geometryScene(c.placement, c.extra, c.layers), kFloat);
     ASSERT_EQ(r.result, PF_Err_NONE);
     const asmtest::ContextSnapshot& ctx = r.ctx();
-    ASSERT_EQ(ctx.lights.size(), 0u);
+    const bool lit = !ctx.lights.empty();
     int compared = 0, mismatches = 0;
     std::ostringstream detail;
     for (int y = 0; y < r.image.height; ++y)
@@ -45,16 +49,19 @@ TEST_P(KernelPrecision, UntexturedColourIsTheUVOfTheStatedPrecision)
             if (kmodel::hitCount(ctx, x, y) != 9)
                 continue;
             const kmodel::Ray ray = kmodel::sampleRay(ctx, x, y, 5.0 / 6, 5.0 / 6);
-            const kmodel::UV uv = kmodel::textureUV(ctx, kmodel::nearPoint(ray, kmodel::quadratic(ctx, ray)));
+            const kmodel::F4 p = kmodel::nearPoint(ray, kmodel::quadratic(ctx, ray));
+            const kmodel::UV uv = kmodel::textureUV(ctx, p);
             if (!(uv.u >= 0 && uv.u < 1 && uv.v >= 0 && uv.v < 1))
                 continue;   // the opening: transparent there
             ++compared;
             const Rgba got = pixelAt(r.image, x, y);
-            const float want[2] = {float(uv.u), float(uv.v)}, seen[2] = {float(got.r), float(got.g)};
-            if (std::memcmp(want, seen, sizeof want) != 0 && ++mismatches <= 4) {
-                char text[160];
-                std::snprintf(text, sizeof text, "\n  pixel (%d, %d): U, V %.9g, %.9g expected, got %.9g, %.9g", x, y,
-                              want[0], want[1], seen[0], seen[1]);
+            const std::array<float, 3> want =
+                lit ? kmodel::pointLit(ctx, ray, p, uv) : std::array<float, 3>{float(uv.u), float(uv.v), 0.0f};
+            const std::array<float, 3> seen{float(got.r), float(got.g), float(got.b)};
+            if (std::memcmp(want.data(), seen.data(), sizeof want) != 0 && ++mismatches <= 4) {
+                char text[200];
+                std::snprintf(text, sizeof text, "\n  pixel (%d, %d): %.9g, %.9g, %.9g expected, got %.9g, %.9g, %.9g", x,
+                              y, want[0], want[1], want[2], seen[0], seen[1], seen[2]);
                 detail << text;
             }
         }
