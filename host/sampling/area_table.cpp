@@ -3,6 +3,8 @@
 #include "host/sampling/pixel_traits.h"
 
 #include <chrono>
+#include <map>
+#include <type_traits>
 
 namespace orbhost {
 
@@ -14,11 +16,74 @@ std::size_t AreaTable::bytes() const {
     return total;
 }
 
+struct TableStorage::Blocks {
+    std::multimap<std::size_t, std::unique_ptr<IntegerSums[]>> integer;
+    std::multimap<std::size_t, std::unique_ptr<FloatSums[]>> floating;
+    std::multimap<std::size_t, std::unique_ptr<std::uint32_t[]>> counts;
+    std::size_t bytes = 0;
+
+    template <class Entry> auto& of() {
+        if constexpr (std::is_same_v<Entry, IntegerSums>) return integer;
+        else if constexpr (std::is_same_v<Entry, FloatSums>) return floating;
+        else return counts;
+    }
+};
+
 namespace {
 
+// Enough for the tables of every world a large frame writes to come back for the next frame.
+// Under AddressSanitizer nothing is kept, so that a read of a dropped table is caught.
+#if defined(ORBULON_ADDRESS_SANITIZER)
+constexpr std::size_t kMaxKeptBytes = 0;
+#else
+constexpr std::size_t kMaxKeptBytes = std::size_t(1) << 30;
+#endif
+
+template <class Entry>
+void keepTable(TableStorage::Blocks& blocks, std::optional<SummedAreaTable<Entry>>& table) {
+    if (!table) return;
+    const std::size_t count = table->entryCount(), bytes = count * sizeof(Entry);
+    if (blocks.bytes + bytes <= kMaxKeptBytes) {
+        blocks.of<Entry>().emplace(count, table->takeStorage());
+        blocks.bytes += bytes;
+    }
+    table.reset();
+}
+
+} // namespace
+
+TableStorage::TableStorage() : blocks_(std::make_unique<Blocks>()) {}
+TableStorage::~TableStorage() = default;
+
+void TableStorage::keep(AreaTable& table) {
+    std::lock_guard lock(mutex_);
+    keepTable(*blocks_, table.integerSums);
+    keepTable(*blocks_, table.floatSums);
+    keepTable(*blocks_, table.coveredPixels);
+}
+
+template <class Entry>
+std::unique_ptr<Entry[]> TableStorage::take(std::size_t count) {
+    std::lock_guard lock(mutex_);
+    auto& blocks = blocks_->of<Entry>();
+    auto it = blocks.find(count);
+    if (it == blocks.end()) return nullptr;
+    std::unique_ptr<Entry[]> block = std::move(it->second);
+    blocks.erase(it);
+    blocks_->bytes -= count * sizeof(Entry);
+    return block;
+}
+
+namespace {
+
+template <class Entry>
+std::unique_ptr<Entry[]> storageFor(TableStorage* storage, const PF_EffectWorld& world) {
+    return storage ? storage->take<Entry>(SummedAreaTable<Entry>::entryCount(world.width, world.height)) : nullptr;
+}
+
 template <class Pixel>
-void buildIntegerSums(AreaTable& table, const PF_EffectWorld& world) {
-    table.integerSums.emplace(world.width, world.height);
+void buildIntegerSums(AreaTable& table, const PF_EffectWorld& world, TableStorage* storage) {
+    table.integerSums.emplace(world.width, world.height, storageFor<IntegerSums>(storage, world));
     table.integerSums->build([&](int x, int y) {
         const Pixel& p = pixelAt<Pixel>(world, x, y);
         const std::uint64_t a = p.alpha;
@@ -26,15 +91,15 @@ void buildIntegerSums(AreaTable& table, const PF_EffectWorld& world) {
     });
 }
 
-void buildFloatSums(AreaTable& table, const PF_EffectWorld& world) {
-    table.floatSums.emplace(world.width, world.height);
+void buildFloatSums(AreaTable& table, const PF_EffectWorld& world, TableStorage* storage) {
+    table.floatSums.emplace(world.width, world.height, storageFor<FloatSums>(storage, world));
     table.floatSums->build([&](int x, int y) {
         const PF_PixelFloat& p = pixelAt<PF_PixelFloat>(world, x, y);
         if (!pixelIsUsable(p)) return FloatSums{};
         const double a = p.alpha;
         return FloatSums{a, a * p.red, a * p.green, a * p.blue};
     });
-    table.coveredPixels.emplace(world.width, world.height);
+    table.coveredPixels.emplace(world.width, world.height, storageFor<std::uint32_t>(storage, world));
     table.coveredPixels->build([&](int x, int y) {
         const PF_PixelFloat& p = pixelAt<PF_PixelFloat>(world, x, y);
         return std::uint32_t(pixelIsUsable(p) && p.alpha != 0.0f ? 1 : 0);
@@ -52,12 +117,12 @@ std::atomic<std::uint64_t> nextGeneration{1};
 
 } // namespace
 
-AreaTable buildAreaTable(const PF_EffectWorld& world, PixelDepth depth) {
+AreaTable buildAreaTable(const PF_EffectWorld& world, PixelDepth depth, TableStorage* storage) {
     AreaTable table;
     switch (depth) {
-    case PixelDepth::eight: buildIntegerSums<PF_Pixel>(table, world); break;
-    case PixelDepth::sixteen: buildIntegerSums<PF_Pixel16>(table, world); break;
-    case PixelDepth::floating: buildFloatSums(table, world); break;
+    case PixelDepth::eight: buildIntegerSums<PF_Pixel>(table, world, storage); break;
+    case PixelDepth::sixteen: buildIntegerSums<PF_Pixel16>(table, world, storage); break;
+    case PixelDepth::floating: buildFloatSums(table, world, storage); break;
     }
     return table;
 }
@@ -113,6 +178,10 @@ AreaTableCache::~AreaTableCache() = default;
 
 void AreaTableCache::changed() { generation_ = nextGeneration.fetch_add(1); }
 
+void AreaTableCache::retire(Entry& entry) {
+    if (entry.ready.load(std::memory_order_relaxed)) storage_.keep(entry.table);
+}
+
 std::unique_lock<std::mutex> AreaTableCache::lockOwnShard() const {
     return std::unique_lock<std::mutex>(shards_[threadShardIndex(shardCount)].mutex);
 }
@@ -122,12 +191,14 @@ void AreaTableCache::invalidate(const void* worldData) {
     auto it = entries_.find(worldData);
     if (it == entries_.end()) return;
     bytes_ -= it->second->bytesHeld();
+    retire(*it->second);
     entries_.erase(it);
     changed();
 }
 
 void AreaTableCache::invalidateAll() {
     AllShardsLock all(*this);
+    for (auto& [data, entry] : entries_) retire(*entry);
     entries_.clear();
     bytes_ = 0;
     changed();
@@ -141,6 +212,7 @@ void AreaTableCache::invalidateAllBut(const std::function<bool(const void*)>& ke
             continue;
         }
         bytes_ -= it->second->bytesHeld();
+        retire(*it->second);
         it = entries_.erase(it);
         changed();
     }
@@ -168,7 +240,7 @@ AreaTableLease AreaTableCache::acquire(const PF_EffectWorld& world, PixelDepth d
                 if (!entry.ready.load(std::memory_order_relaxed)) {
                     // On std::bad_alloc the entry stays unbuilt and the next caller tries again.
                     const auto start = std::chrono::steady_clock::now();
-                    entry.table = buildAreaTable(world, depth);
+                    entry.table = buildAreaTable(world, depth, &storage_);
                     buildNanoseconds_ += std::chrono::duration_cast<std::chrono::nanoseconds>(
                                              std::chrono::steady_clock::now() - start)
                                              .count();
@@ -184,7 +256,10 @@ AreaTableLease AreaTableCache::acquire(const PF_EffectWorld& world, PixelDepth d
         AllShardsLock all(*this);
         auto& slot = entries_[world.data];
         if (!slot || !slot->matches(world, depth)) {
-            if (slot) bytes_ -= slot->bytesHeld();
+            if (slot) {
+                bytes_ -= slot->bytesHeld();
+                retire(*slot);
+            }
             slot = std::make_unique<Entry>(world, depth);
             changed();
         }

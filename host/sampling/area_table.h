@@ -35,8 +35,24 @@ struct AreaTable {
     std::size_t bytes() const;
 };
 
-// Builds the table of `world` read as `depth` pixels (the world must be readable).
-AreaTable buildAreaTable(const PF_EffectWorld& world, PixelDepth depth);
+// The blocks of tables that were dropped, kept for the next tables of the same sizes (up to a
+// limit): the tables of worlds an effect writes every frame are then built in place.
+class TableStorage {
+public:
+    TableStorage();
+    ~TableStorage();
+    void keep(AreaTable& table);   // takes the table's blocks
+    template <class Entry> std::unique_ptr<Entry[]> take(std::size_t count);
+    struct Blocks;
+
+private:
+    std::mutex mutex_;
+    std::unique_ptr<Blocks> blocks_;
+};
+
+// Builds the table of `world` read as `depth` pixels (the world must be readable), in blocks
+// from `storage` where it has them.
+AreaTable buildAreaTable(const PF_EffectWorld& world, PixelDepth depth, TableStorage* storage = nullptr);
 
 // Holds a world's table for the duration of one sample: invalidation waits until it is released.
 class AreaTableLease {
@@ -89,6 +105,8 @@ private:
     std::uint64_t generation_;
     std::atomic<std::size_t> bytes_{0};
     std::atomic<long long> buildNanoseconds_{0};
+    TableStorage storage_;
+    void retire(Entry& entry);   // under all shards: its table's blocks go to storage_
 };
 
 } // namespace orbhost

@@ -25,10 +25,18 @@ struct ChannelSums {
 template <class Entry>
 class SummedAreaTable {
 public:
-    SummedAreaTable(int width, int height)
+    // `storage`, a block of exactly this table's entry count left by an earlier table, is used
+    // instead of a new one: a table rebuilt every frame then touches no fresh pages.
+    SummedAreaTable(int width, int height, std::unique_ptr<Entry[]> storage = {})
         : stride_(static_cast<std::size_t>(width) + 1),
           rows_(static_cast<std::size_t>(height) + 1),
-          entries_(std::make_unique_for_overwrite<Entry[]>(stride_ * rows_)) {}
+          entries_(storage ? std::move(storage) : std::make_unique_for_overwrite<Entry[]>(stride_ * rows_)) {}
+
+    static std::size_t entryCount(int width, int height) {
+        return (static_cast<std::size_t>(width) + 1) * (static_cast<std::size_t>(height) + 1);
+    }
+    std::size_t entryCount() const { return stride_ * rows_; }
+    std::unique_ptr<Entry[]> takeStorage() { return std::move(entries_); }
 
     // Fills the table from value(x, y), the per-pixel quantity. Rows are summed in parallel,
     // then columns; unsigned entries may wrap, which differences undo exactly.
