@@ -5,7 +5,7 @@
 // with a render catches a step computed at the wrong precision, which the double-precision
 // scene model cannot see.
 #pragma once
-#include "assembly/assembly_support.h"
+#include "renderer/renderer_support.h"
 
 #include <xmmintrin.h>
 
@@ -88,15 +88,7 @@ inline Quadratic quadratic(const asmtest::ContextSnapshot& c, const Ray& r, Para
     return q;
 }
 
-inline constexpr std::array<std::array<double, 2>, 9> kSamples{{{0.5, 0.5},
-                                                                 {1.0 / 6, 0.5},
-                                                                 {0.5, 5.0 / 6},
-                                                                 {5.0 / 6, 0.5},
-                                                                 {0.5, 1.0 / 6},
-                                                                 {1.0 / 6, 1.0 / 6},
-                                                                 {1.0 / 6, 5.0 / 6},
-                                                                 {5.0 / 6, 1.0 / 6},
-                                                                 {5.0 / 6, 5.0 / 6}}};
+using rtest::kSamples;
 
 // The number of the pixel's nine samples inside the silhouette: four corners first, all nine
 // only where the corners disagree.
