@@ -162,7 +162,8 @@ bool rowInterval(const Conic& f, double y, bool touching, double& left, double& 
     return true;
 }
 
-A_long clampColumn(double x, A_long width) { return A_long(std::clamp(x, 0.0, double(width))); }
+// A column in [0, width]; NaN, which no bound may rest on, is left to the callers.
+A_long clampColumn(double x, A_long width) { return x > 0.0 ? A_long(std::min(x, double(width))) : 0; }
 
 // Every column whose corner samples (x + 1/6 .. x + 5/6) may fall in the ellipse anywhere on
 // the rows y0 .. y1. The rightmost point of the band is on the row nearest to the ellipse's
@@ -175,6 +176,8 @@ ColumnSpan reachingSpan(const Ellipse& e, double y0, double y1, A_long width)
     double left, right, unused;
     rowInterval(e.f, std::clamp(e.yLeft, ya, yb), true, left, unused);
     rowInterval(e.f, std::clamp(e.yRight, ya, yb), true, unused, right);
+    if (std::isnan(left) || std::isnan(right))
+        return {0, width};
     const ColumnSpan span{clampColumn(std::floor(left - kColumnSlack), width),
                           clampColumn(std::ceil(right + kColumnSlack) + 1.0, width)};
     return span.begin < span.end ? span : ColumnSpan{};
@@ -185,7 +188,8 @@ ColumnSpan reachingSpan(const Ellipse& e, double y0, double y1, A_long width)
 ColumnSpan insideSpan(const Ellipse& e, double y0, double y1, A_long width)
 {
     double l0, r0, l1, r1;
-    if (e.empty || !rowInterval(e.f, y0, false, l0, r0) || !rowInterval(e.f, y1, false, l1, r1))
+    if (e.empty || !rowInterval(e.f, y0, false, l0, r0) || !rowInterval(e.f, y1, false, l1, r1) ||
+        std::isnan(l0 + r0 + l1 + r1))
         return {};
     const ColumnSpan span{clampColumn(std::ceil(std::max(l0, l1) + kColumnSlack), width),
                           clampColumn(std::floor(std::min(r0, r1) - kColumnSlack), width)};
