@@ -54,6 +54,21 @@ void checkScenePath(const std::string& scenePath)
                               std::to_string(kMaxSceneBytes) + " bytes); is it the right file?");
 }
 
+void checkSceneImages(const orbhost::Scene& scene)
+{
+    for (const orbhost::Layer& layer : scene.layers) {
+        if (layer.kind != orbhost::LayerKind::Image || layer.file.empty())
+            continue;
+        try {
+            orbhost::checkImageDecodes(layer.file);
+        } catch (const orbhost::ImageError& e) {
+            throw orbhost::SceneError(scene.file + ": " + layer.jsonPath + "/file: cannot read image '" + layer.file +
+                                      "' of layer \"" + layer.displayName() +
+                                      "\": " + (e.problem.empty() ? e.what() : e.problem));
+        }
+    }
+}
+
 std::vector<std::string> sceneInputs(const orbhost::Scene& scene, const std::string& scenePath)
 {
     std::vector<std::string> inputs{scenePath};

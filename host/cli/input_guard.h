@@ -1,5 +1,6 @@
-// Checks made before anything renders: the scene file is a plausible scene, no output would
-// replace one of the render's own inputs, and every output folder exists and takes files.
+// Checks made before anything renders: the scene file is a plausible scene, every image it
+// names decodes, no output would replace one of the render's own inputs, and every output
+// folder exists and takes files.
 #pragma once
 
 #include "host/scene/scene.h"
@@ -22,6 +23,11 @@ struct RefusedPath : std::runtime_error {
 // Refuses a scene path that names something other than a regular file (a folder, a device,
 // a pipe) or a file larger than kMaxSceneBytes. A missing file is left to the scene reader.
 void checkScenePath(const std::string& scenePath);
+
+// Decodes every image layer's file, so that a damaged or cut-short image is a bad input found
+// before the first frame rather than a failure of every frame. Throws orbhost::SceneError:
+// "SCENE: /layers/N/file: cannot read image 'FILE' of layer "NAME": problem".
+void checkSceneImages(const orbhost::Scene& scene);
 
 // The files the render reads: the scene file and every image a layer takes its pixels from.
 std::vector<std::string> sceneInputs(const orbhost::Scene& scene, const std::string& scenePath);

@@ -302,6 +302,14 @@ int main(int argc, char** argv)
             cli::printMessage(std::cerr, problem);
             return kExitUsage;
         }
+        if (renders) {
+            try {
+                orbcli::checkSceneImages(scene);
+            } catch (const SceneError& e) {
+                cli::printMessage(std::cerr, e.what());
+                return kExitUsage;
+            }
+        }
     }
 
     HostConfig config;

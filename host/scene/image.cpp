@@ -1,5 +1,8 @@
 #include "host/scene/image.h"
 
+#include "host/scene/file_bytes.h"
+#include "host/scene/jpeg_markers.h"
+#include "host/scene/library_messages.h"
 #include "host/scene/pam.h"
 
 #include <algorithm>
@@ -75,13 +78,30 @@ void writeFileBytes(const std::string& path, const unsigned char* bytes, size_t 
     }
 }
 
+// The library's account of a failure, on one line: the first line of its error text, or what
+// it printed while failing when it kept no text.
+std::string libraryAccount(const std::string& error, const LibraryMessages& printed)
+{
+    std::string account = error.substr(0, error.find('\n'));
+    if (account.empty())
+        account = printed.text();
+    return account.empty() ? "no reason given" : account;
+}
+
+// A file whose header reads but whose pixels do not decode.
+std::string damaged(const std::string& error, const LibraryMessages& printed)
+{
+    return "the pixels cannot be decoded; the file is damaged or cut short (" + libraryAccount(error, printed) + ")";
+}
+
 // OpenImageIO hands back colour premultiplied unless asked not to; asking lets files that store
 // straight colour (PNG, most TIFF) keep the colour of partly transparent pixels exactly.
 // Reads the file's header into `file` and checks that the host can use the image.
 const OIIO::ImageSpec& checkedHeader(const std::string& path, OIIO::ImageBuf& file)
 {
+    const LibraryMessages printed;
     if (!file.init_spec(path, 0, 0)) {
-        throw ImageError(path, "cannot read the image: " + file.geterror());
+        throw ImageError(path, "cannot read the image: " + libraryAccount(file.geterror(), printed));
     }
     const OIIO::ImageSpec& imageFormat = file.nativespec();
     if (imageFormat.width <= 0 || imageFormat.height <= 0 || imageFormat.nchannels <= 0) {
@@ -131,9 +151,10 @@ Image readWithOiio(const std::string& path)
         throw ImageError(path, "the image is too large to hold in memory (" + std::to_string(imageFormat.width) + "x" +
                                    std::to_string(imageFormat.height) + ")");
     }
+    const LibraryMessages printed;
     if (!file.read(0, 0, true, OIIO::TypeDesc::FLOAT) ||
         !file.get_pixels(file.roi(), OIIO::TypeDesc::FLOAT, raw.data())) {
-        throw ImageError(path, "cannot read the pixels: " + file.geterror());
+        throw ImageError(path, damaged(file.geterror(), printed));
     }
 
     for (size_t p = 0; p < pixels; ++p) {
@@ -150,6 +171,37 @@ Image readWithOiio(const std::string& path)
         }
     }
     return image;
+}
+
+// Decodes every pixel of the file a strip at a time, keeping none: a tile row, or as many
+// scanlines as fit a few megabytes.
+void decodeInStrips(const std::string& path)
+{
+    const LibraryMessages printed;
+    auto in = OIIO::ImageInput::open(path);
+    if (!in) {
+        throw ImageError(path, "cannot read the image: " + libraryAccount(OIIO::geterror(), printed));
+    }
+    const OIIO::ImageSpec spec = in->spec();
+    const bool tiled = spec.tile_width > 0;
+    const size_t rowFloats = size_t(std::max(spec.width, 1)) * size_t(std::max(spec.nchannels, 1));
+    const int rows = tiled ? std::max(spec.tile_height, 1) : int(std::clamp<size_t>((size_t(1) << 22) / rowFloats, 1, 64));
+    std::vector<float> strip;
+    try {
+        strip.resize(rowFloats * size_t(rows) * size_t(std::max(spec.depth, 1)));
+    } catch (const std::bad_alloc&) {
+        throw ImageError(path, "the image is too large to check in memory");
+    }
+    for (int y = spec.y; y < spec.y + spec.height; y += rows) {
+        const int end = std::min(y + rows, spec.y + spec.height);
+        const bool decoded =
+            tiled ? in->read_tiles(0, 0, spec.x, spec.x + spec.width, y, end, spec.z, spec.z + std::max(spec.depth, 1),
+                                   0, spec.nchannels, OIIO::TypeDesc::FLOAT, strip.data())
+                  : in->read_scanlines(0, 0, y, end, spec.z, 0, spec.nchannels, OIIO::TypeDesc::FLOAT, strip.data());
+        if (!decoded) {
+            throw ImageError(path, damaged(in->geterror(), printed));
+        }
+    }
 }
 
 // Standard attributes that OpenImageIO maps to each format's own fields (the EXR header,
@@ -248,6 +300,30 @@ ImageSize readImageSize(const std::string& path)
     checkReadable(path);
 #ifdef ORBULON_WITH_OIIO
     return oiioSize(path);
+#else
+    throw ImageError(path, "this build reads only .pam images ('" + ext + "' needs OpenImageIO)");
+#endif
+}
+
+void checkImageDecodes(const std::string& path)
+{
+    const std::string ext = lowerExtension(path);
+    if (ext == ".pam") {
+        readPamSize(path);  // reads the whole file and checks its length against the header
+        return;
+    }
+    checkReadable(path);
+#ifdef ORBULON_WITH_OIIO
+    decodeInStrips(path);
+    if (ext == ".jpg" || ext == ".jpeg") {
+        const FileBytes file = readFileBytes(path);
+        if (!file.error.empty()) {
+            throw ImageError(path, file.error);
+        }
+        if (!jpegReachesEnd(file.bytes)) {
+            throw ImageError(path, "the file is cut short or damaged: its JPEG data stops before the end-of-image marker");
+        }
+    }
 #else
     throw ImageError(path, "this build reads only .pam images ('" + ext + "' needs OpenImageIO)");
 #endif

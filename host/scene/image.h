@@ -35,6 +35,10 @@ Image readImage(const std::string& path);
 // The size of the image in the file, after checking that it can be read (format, header, size
 // limits), without decoding its pixels.
 ImageSize readImageSize(const std::string& path);
+// Decodes every pixel of the file without keeping them, so that a damaged or cut-short file is
+// found before anything needs its pixels; throws ImageError saying what is wrong, in this
+// program's words (what the decoding library printed is caught, not shown).
+void checkImageDecodes(const std::string& path);
 
 // What a render writes into its image files besides the pixels, where the format has room:
 // EXR and TIFF carry all of it, the others none.

@@ -194,7 +194,8 @@ void loadLayerPixels(Layer& layer, const std::string& file, const std::string& b
         try {
             size = readImageSize(layer.file);
         } catch (const ImageError& e) {
-            fail(child(place, "file"), "cannot read image '" + written + "': " + (e.problem.empty() ? e.what() : e.problem));
+            fail(child(place, "file"), "cannot read image '" + written + "' of layer \"" + layer.displayName() +
+                                           "\": " + (e.problem.empty() ? e.what() : e.problem));
         }
         layer.width = size.width;
         layer.height = size.height;

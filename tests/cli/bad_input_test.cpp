@@ -2,6 +2,8 @@
 // render that fails), nothing written, and a message that points at the file and the place in it.
 #include "cli/cli_scene.h"
 
+#include <OpenImageIO/imagebuf.h>
+#include <OpenImageIO/imagebufalgo.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -89,6 +91,62 @@ INSTANTIATE_TEST_SUITE_P(
         // One short line, not the rest of the file.
         BrokenScene{"open_comment", "\"Radius\": 150,", "\"Radius\": 150, /* unfinished", "",
                     "comment is never closed", "Use Composition Camera"}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+// An image the scene names that cannot be decoded is a bad scene, found before the first frame:
+// one message naming the scene, the layer and the file, in the program's words (never the
+// decoding library's own output), with -q as without, and no frame written.
+struct DamagedImage {
+    const char* name;
+    const char* file;  // the texture, written as a noisy 256x128 image, then ...
+    double keep;       // ... cut to this share of its bytes, or
+    bool scramble;     // ... 40 bytes in its middle inverted
+    const char* problem;
+};
+
+void PrintTo(const DamagedImage& c, std::ostream* os) { *os << c.name; }
+
+class DamagedImageTest : public ::testing::TestWithParam<DamagedImage> {};
+
+TEST_P(DamagedImageTest, ExitsTwoBeforeAnyFrameNamingSceneLayerAndFile)
+{
+    const DamagedImage& c = GetParam();
+    const SceneFolder folder(withEdit(basicSceneText(), ORBULON_SOURCE_DIR "/scenes/textures/grid.pam", c.file));
+    const std::string texture = folder.file(c.file);
+    OIIO::ImageBuf noise(OIIO::ImageSpec(256, 128, 3, OIIO::TypeDesc::UINT8));
+    OIIO::ImageBufAlgo::noise(noise, "uniform", 0.0f, 1.0f, false, 7);
+    ASSERT_TRUE(noise.write(texture)) << noise.geterror();
+    std::string bytes = fileBytes(texture);
+    bytes.resize(std::size_t(double(bytes.size()) * c.keep));
+    for (std::size_t i = bytes.size() / 2; c.scramble && i < bytes.size() / 2 + 40; ++i)
+        bytes[i] = char(~bytes[i]);
+    folder.write(c.file, bytes);
+
+    const std::string message = "orbulon-render: " + folder.scene() + ": /layers/1/file: cannot read image '";
+    const std::string fileAndLayer = c.file + std::string("' of layer \"UV Grid\": ");
+    for (const std::vector<std::string>& quiet : {std::vector<std::string>{}, {"-q"}}) {
+        std::vector<std::string> args{folder.scene(), "--frames", "0:2", "-o", folder.file("f_####.png")};
+        args.insert(args.end(), quiet.begin(), quiet.end());
+        const ProgramResult run = runProgram(args);
+        SCOPED_TRACE(run.transcript());
+        EXPECT_EQ(run.exitCode, 2);
+        EXPECT_EQ(run.err.rfind(message, 0), 0u);
+        EXPECT_NE(run.err.find(fileAndLayer), std::string::npos);
+        EXPECT_NE(run.err.find(c.problem), std::string::npos);
+        EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1);
+        using std::filesystem::directory_iterator;
+        EXPECT_EQ(std::distance(directory_iterator(folder.path()), directory_iterator{}), 2) << "a frame was written";
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Cli, DamagedImageTest,
+    ::testing::Values(DamagedImage{"png_cut_short", "tex.png", 0.5, false, "damaged or cut short"},
+                      DamagedImage{"png_scrambled", "tex.png", 1.0, true, "damaged or cut short"},
+                      DamagedImage{"exr_cut_short", "tex.exr", 0.6, false, "damaged or cut short"},
+                      // JPEG's decoder fills what is missing with grey and only warns.
+                      DamagedImage{"jpeg_cut_short", "tex.jpg", 0.7, false, "cut short"},
+                      DamagedImage{"empty_file", "tex.tif", 0.0, false, "cannot read the image"}),
     [](const auto& info) { return std::string(info.param.name); });
 
 // Reflection Map, Control Layer and Texture need a layer with pixels, not a camera or a light.

@@ -99,7 +99,7 @@ const BadScene kBadScenes[] = {
     {"solid width zero", R"({"layers": [{"name": "S", "type": "solid", "width": 0}]})", "/layers/0/width",
      "between 1 and 30000"},
     {"missing image", R"({"layers": [{"name": "S", "type": "solid"}, {"name": "I", "type": "image", "file": "missing.png"}]})",
-     "/layers/1/file", "cannot read image 'missing.png': No such file"},
+     "/layers/1/file", "cannot read image 'missing.png' of layer \"I\": No such file"},
     {"not an image", R"({"layers": [{"name": "S", "type": "solid"}, {"name": "I", "type": "image", "file": "garbage.png"}]})",
      "/layers/1/file", "cannot read image 'garbage.png'"},
     {"cut-short image", R"({"layers": [{"name": "S", "type": "solid"}, {"name": "I", "type": "image", "file": "short.pam"}]})",
