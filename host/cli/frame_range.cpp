@@ -17,16 +17,19 @@ std::size_t fileNameStart(const std::string& pattern)
     return slash == std::string::npos ? 0 : slash + 1;
 }
 
-// The last '#' run or %d / %0Nd in the file name.
+// The last '#' run or %d / %0Nd in the file name. A '#' run in brackets, "[####]", is the
+// numbering of After Effects' render queue: the brackets go with the run.
 Slot findSlot(const std::string& pattern)
 {
     Slot slot;
-    for (std::size_t i = fileNameStart(pattern); i < pattern.size(); ++i) {
+    const std::size_t nameStart = fileNameStart(pattern);
+    for (std::size_t i = nameStart; i < pattern.size(); ++i) {
         if (pattern[i] == '#') {
             std::size_t end = i;
             while (end < pattern.size() && pattern[end] == '#')
                 ++end;
-            slot = {i, end - i, int(end - i)};
+            const bool bracketed = i > nameStart && pattern[i - 1] == '[' && end < pattern.size() && pattern[end] == ']';
+            slot = bracketed ? Slot{i - 1, end + 1 - (i - 1), int(end - i)} : Slot{i, end - i, int(end - i)};
             i = end - 1;
         } else if (pattern[i] == '%') {
             std::size_t end = i + 1;
@@ -65,23 +68,44 @@ bool parseFrameNumber(const std::string& text, int* value)
 
 FrameRangeParse parseFrameRange(const std::string& text)
 {
-    const std::string expected = "--frames " + text + ": expected A:B or A-B with 0 <= A <= B";
+    const std::string expected = "--frames " + text + ": expected A:B or A-B with 0 <= A <= B, or A- to the end";
     // A '-' at the very start is a sign, so "-1-3" reads as -1 to 3 and is refused below.
     auto separator = text.find(':');
     if (separator == std::string::npos)
         separator = text.find('-', 1);
     int a = 0, b = 0;
     const bool single = separator == std::string::npos;
-    if (single ? !parseFrameNumber(text, &a)
-               : !parseFrameNumber(text.substr(0, separator), &a) || !parseFrameNumber(text.substr(separator + 1), &b))
+    const bool toEnd = !single && separator + 1 == text.size();
+    if (!parseFrameNumber(text.substr(0, separator), &a) ||
+        (!single && !toEnd && !parseFrameNumber(text.substr(separator + 1), &b)))
         return {std::nullopt, expected};
     if (single)
         b = a;
+    if (toEnd)
+        b = FrameRange::kToEnd;
     if (a < 0 || b < 0)
         return {std::nullopt, "--frames " + text + ": frames count from 0; a negative frame does not exist"};
     if (a > b)
         return {std::nullopt, expected};
     return {FrameRange{a, b}, ""};
+}
+
+FrameRangeFit fitToComposition(const FrameRange& asked, int frameCount, const std::string& text,
+                               const std::string& sceneName)
+{
+    const std::string frames = " (frames 0 to " + std::to_string(frameCount - 1) + ")";
+    if (asked.first >= frameCount)
+        return {std::nullopt, "", "--frames " + text + ": frame " + std::to_string(asked.first) + " is past the end of " +
+                                      sceneName + frames};
+    if (asked.last < frameCount)
+        return {asked, "", ""};
+    const FrameRange fitted{asked.first, frameCount - 1};
+    if (asked.last == FrameRange::kToEnd)
+        return {fitted, "", ""};
+    return {fitted,
+            "--frames " + text + " runs past the end of " + sceneName + frames + "; rendering frames " +
+                std::to_string(fitted.first) + " to " + std::to_string(fitted.last),
+            ""};
 }
 
 bool isNumbered(const std::string& pattern) { return findSlot(pattern).at != std::string::npos; }

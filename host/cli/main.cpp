@@ -252,23 +252,18 @@ int main(int argc, char** argv)
         return kExitUsage;
     }
     int firstFrame = 0, lastFrame = 0, dsX = 0, dsY = 0;
+    cli::FrameRange askedRange;
     if (!frameRange.empty()) {
         const cli::FrameRangeParse parsed = cli::parseFrameRange(frameRange);
         if (!parsed.range) {
             cli::printMessage(std::cerr, parsed.problem);
             return kExitUsage;
         }
-        firstFrame = parsed.range->first;
-        lastFrame = parsed.range->last;
+        askedRange = *parsed.range;
     }
     if (!downsample.empty() && !parseDownsample(downsample, &dsX, &dsY)) {
         std::cerr << "orbulon-render: --downsample " << downsample << ": expected N or X,Y between 1 and "
                   << kMaxDownsample << '\n';
-        return kExitUsage;
-    }
-    if (const std::string problem = cli::numberingProblem(outputPath, {firstFrame, lastFrame}, "--frames " + frameRange);
-        renders && !frameRange.empty() && !problem.empty()) {
-        cli::printMessage(std::cerr, problem);
         return kExitUsage;
     }
 
@@ -287,13 +282,29 @@ int main(int argc, char** argv)
             cli::printMessage(std::cerr, e.what());
             return kExitUsage;
         }
-        // Frames from the command line must lie in the composition, as the scene's own must.
+        // Frames from the command line must lie in the composition, as the scene's own must;
+        // a range that runs past its end is cut there.
         const int frames = frameCount(scene);
-        const int lastAsked = frameRange.empty() ? frame : lastFrame;
-        if (lastAsked >= frames) {
-            std::cerr << kMessagePrefix << "frame " << lastAsked << " is past the end of " << scenePath << " (frames 0 to "
+        if (frame >= frames) {
+            std::cerr << kMessagePrefix << "frame " << frame << " is past the end of " << scenePath << " (frames 0 to "
                       << frames - 1 << ")\n";
             return kExitUsage;
+        }
+        if (!frameRange.empty()) {
+            const cli::FrameRangeFit fit = cli::fitToComposition(askedRange, frames, frameRange, scene.file);
+            if (!fit.range) {
+                cli::printMessage(std::cerr, fit.problem);
+                return kExitUsage;
+            }
+            if (!fit.note.empty() && !quiet)
+                cli::printMessage(std::cerr, "note: " + fit.note);
+            firstFrame = fit.range->first;
+            lastFrame = fit.range->last;
+            if (const std::string problem = cli::numberingProblem(outputPath, *fit.range, "--frames " + frameRange);
+                renders && !problem.empty()) {
+                cli::printMessage(std::cerr, problem);
+                return kExitUsage;
+            }
         }
         // The scene's own range follows the rule --frames follows.
         const cli::FrameRange sceneRange{scene.render.firstFrame, scene.render.lastFrame};

@@ -191,8 +191,6 @@ INSTANTIATE_TEST_SUITE_P(
         OptionCase{"unknown_fault_kind", {"--fail", "nonsense:1"}, 2, {"nonsense:1"}},
         OptionCase{"downsample_too_large", {"--downsample", "17"}, 2, {"--downsample 17"}},
         OptionCase{"downsample_with_junk", {"--downsample", "2x"}, 2, {"--downsample 2x"}},
-        OptionCase{"frame_past_the_end", {"--frame", "50"}, 2, {"frame 50 is past the end"}},
-        OptionCase{"frames_past_the_end", {"--frames", "48:51"}, 2, {"frame 51"}, "", "out_####.png"},
         OptionCase{"unwritable_format", {}, 2, {"cannot write '.bmp' files"}, "", "out.bmp"},
         OptionCase{"negative_thread_count", {"--threads=-2"}, 2, {"--threads"}},
         OptionCase{"max_memory_unreadable", {"--max-memory", "lots"}, 2, {"--max-memory lots"}},
