@@ -53,25 +53,4 @@ bool stderrIsTerminal()
 #endif
 }
 
-ProgressLine::ProgressLine(std::ostream& out, int total)
-    : out_(out), total_(total > 0 ? total : 1), start_(std::chrono::steady_clock::now())
-{
-}
-
-void ProgressLine::frameDone(int frame)
-{
-    ++done_;
-    constexpr int width = 30;
-    const int filled = done_ * width / total_;
-    const double elapsed = std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count();
-    const double perFrame = elapsed / done_;
-    char timing[96];
-    std::snprintf(timing, sizeof timing, "  %.2f s/frame, %.0f s left", perFrame, perFrame * (total_ - done_));
-    out_ << "\rframe " << frame << " [" << std::string(std::size_t(filled), '#')
-         << std::string(std::size_t(width - filled), '.') << "] " << done_ << '/' << total_ << timing << "   "
-         << std::flush;
-}
-
-void ProgressLine::finish() { out_ << '\n' << std::flush; }
-
 } // namespace orbhost::cli

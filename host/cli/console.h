@@ -1,9 +1,8 @@
-// What orbulon-render prints besides images: error names and the progress line.
+// What orbulon-render prints besides images and progress: message lines and error names.
 #pragma once
 
 #include "hostapi/host_api.h"
 
-#include <chrono>
 #include <iosfwd>
 #include <string>
 
@@ -20,18 +19,5 @@ std::string errorText(PF_Err err);
 
 // True when standard error is a terminal (not a pipe or a file).
 bool stderrIsTerminal();
-
-// "\rframe F [####......] done/total  0.25 s/frame, 3 s left" on one line of standard error.
-class ProgressLine {
-public:
-    ProgressLine(std::ostream& out, int total);
-    void frameDone(int frame);
-    void finish();  // ends the line
-
-private:
-    std::ostream& out_;
-    int total_ = 0, done_ = 0;
-    std::chrono::steady_clock::time_point start_;
-};
 
 } // namespace orbhost::cli

@@ -1,5 +1,6 @@
 // orbulon-render: renders a scene file with an effect module (Orbulon by default) to images.
-// Exit codes: 0 success, 1 a render or I/O failure, 2 a bad scene or bad arguments.
+// Exit codes: 0 success, 1 a render or I/O failure, 2 a bad scene or bad arguments; 129, 130 and
+// 143 when SIGHUP, SIGINT or SIGTERM stopped it.
 #include "console.h"
 #include "describe.h"
 #include "input_guard.h"
@@ -7,6 +8,7 @@
 #include "output_file.h"
 #include "frame_range.h"
 #include "fault_options.h"
+#include "progress.h"
 #include "run_stats.h"
 #include "scene_input.h"
 
@@ -17,6 +19,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
@@ -34,7 +37,7 @@ namespace {
 using namespace orbhost;
 using cli::kMessagePrefix;
 
-// -q: no progress line and no warnings; errors still print.
+// -q: no progress, notes or warnings; errors still print.
 bool quiet = false;
 
 constexpr int kExitOk = 0, kExitFailure = 1, kExitUsage = 2;
@@ -164,6 +167,7 @@ int main(int argc, char** argv)
     // Under Wine users pass Unix paths, which would otherwise read as /option switches.
     app.allow_windows_style_options(false);
     std::string scenePath, outputPath, modulePath, frameRange, downsample, appName, hostVersion, statsJson;
+    std::string progressOption;
     int frame = -1, bitDepth = 0, threads = 0;
     bool describe = false, about = false, stats = false, verbose = false, uiState = false, sweep = false;
     bool skipExisting = false;
@@ -185,9 +189,13 @@ int main(int argc, char** argv)
         "FRAME");
     auto* frameOption =
         app.add_option("--frame", frame, "Frame to render (composition frame from 0)")->check(fromZero);
-    app.add_option("--frames", frameRange, "Frames A:B or A-B to render, numbered into the output name")
+    app.add_option("--frames", frameRange,
+                   "Frames A:B or A-B (cut at the scene's end), or A- to the end, numbered into the output name")
         ->excludes(frameOption);
-    app.add_flag("-q,--quiet", quiet, "No progress line and no warnings; errors still print");
+    app.add_flag("-q,--quiet", quiet, "No progress, notes or warnings; errors still print");
+    app.add_option("--progress", progressOption,
+                   "auto: a bar on a terminal, one line per frame elsewhere (the default); lines; off")
+        ->check(CLI::IsMember({"auto", "lines", "off"}));
     app.add_option("--bit-depth", bitDepth, "Bits per channel: 8, 16 or 32")->check(CLI::IsMember({8, 16, 32}));
     app.add_option("--downsample", downsample, "Render at 1/N resolution: N or X,Y");
     app.add_option("--threads", threads, "Iterate worker threads (0 or left out: one per core)")->check(CLI::NonNegativeNumber);
@@ -386,11 +394,14 @@ int main(int argc, char** argv)
             if (frame < 0)
                 lastFrame = scene.render.lastFrame;
         }
-        // Nothing renders until every output has a folder that takes files and none is an input.
+        // Nothing renders until every output, the statistics file included, has a folder that
+        // takes files and none is an input.
         try {
             std::vector<std::string> outputs;
             for (int f = firstFrame; f <= lastFrame; ++f)
                 outputs.push_back(cli::framePath(outputPath, f));
+            if (!statsJson.empty())
+                outputs.push_back(statsJson);
             orbcli::checkOutputsAreNotInputs(outputs, orbcli::sceneInputs(scene, scenePath));
             orbcli::prepareOutputFolders(outputs);
         } catch (const orbcli::RefusedPath& e) {
@@ -399,18 +410,28 @@ int main(int argc, char** argv)
         }
         // Written into EXR and TIFF outputs: the scene file's name without its folder and extension.
         const std::string sceneName = scenePath == "-" ? "" : std::filesystem::path(scenePath).stem().string();
-        orbcli::installStopHandlers();
-        // The progress line goes to a terminal only, so that logs and pipes stay clean.
-        const bool progress = !quiet && cli::stderrIsTerminal() && lastFrame > firstFrame;
-        cli::ProgressLine progressLine(std::cerr, lastFrame - firstFrame + 1);
+        // A bar on a terminal (for a sequence), one line per frame in a log or a pipe.
+        cli::ProgressStyle style = cli::progressStyle(progressOption, quiet, cli::stderrIsTerminal());
+        if (style == cli::ProgressStyle::Bar && lastFrame == firstFrame)
+            style = cli::ProgressStyle::Off;
+        orbcli::installStopHandlers(style == cli::ProgressStyle::Bar);
+        cli::Progress progress(std::cerr, style, lastFrame - firstFrame + 1);
+        // The frames this run expects to render, for the time left: skipped ones take none.
+        std::vector<int> toRender;
+        for (int f = firstFrame; f <= lastFrame; ++f)
+            if (!skipExisting || !std::filesystem::exists(cli::framePath(outputPath, f)))
+                toRender.push_back(f);
+        const auto framesLeftAfter = [&](int f) {
+            return int(toRender.end() - std::upper_bound(toRender.begin(), toRender.end(), f));
+        };
         RunFigures figures;
         int failures = 0;
         for (int f = firstFrame; f <= lastFrame; ++f) {
             if (skipExisting && std::filesystem::exists(cli::framePath(outputPath, f))) {
-                if (progress)
-                    progressLine.frameDone(f);
+                progress.frameSkipped(f, cli::framePath(outputPath, f), framesLeftAfter(f));
                 continue;
             }
+            const auto frameStart = std::chrono::steady_clock::now();
             request.seconds = f / scene.frameRate;
             const std::size_t logStart = host.commandLog().size();
             Image image;
@@ -431,11 +452,11 @@ int main(int argc, char** argv)
                 return kExitFailure;
             }
             figures.peakAfterFrame.push_back(peakMemoryBytes());
-            if (progress)
-                progressLine.frameDone(f);
+            progress.frameRendered(f, path,
+                                   std::chrono::duration<double>(std::chrono::steady_clock::now() - frameStart).count(),
+                                   framesLeftAfter(f));
         }
-        if (progress)
-            progressLine.finish();
+        progress.finish();
         if (uiState) {
             std::cout << "UI state after the render:\n";
             printUiState(std::cout, host);

@@ -29,6 +29,10 @@ constexpr std::size_t kPathBytes = 4096;
 char pendingTemp[kPathBytes];
 char pendingFinal[kPathBytes];
 volatile std::sig_atomic_t armed = 0;
+volatile std::sig_atomic_t lineOpen = 0;
+// Standard error as it was when the handlers were installed: a library's messages may be
+// diverted from it for a while (LibraryMessages), the handler's must not be.
+int messageFd = 2;
 
 int processId()
 {
@@ -42,9 +46,9 @@ int processId()
 void writeError(const char* text)
 {
 #if defined(_WIN32)
-    (void)_write(2, text, unsigned(std::strlen(text)));
+    (void)_write(messageFd, text, unsigned(std::strlen(text)));
 #else
-    (void)!::write(2, text, std::strlen(text));
+    (void)!::write(messageFd, text, std::strlen(text));
 #endif
 }
 
@@ -60,8 +64,21 @@ void removeFile(const char* path)
 // Only async-signal-safe calls: unlink, write, _Exit.
 extern "C" void onStopSignal(int signal)
 {
-    const bool interrupt = signal == SIGINT;
-    writeError(interrupt ? "\norbulon-render: interrupted (SIGINT)" : "\norbulon-render: terminated (SIGTERM)");
+    int exitCode = kExitTerminated;
+    const char* what = "orbulon-render: terminated (SIGTERM)";
+    if (signal == SIGINT) {
+        exitCode = kExitInterrupted;
+        what = "orbulon-render: interrupted (SIGINT)";
+    }
+#if defined(SIGHUP)
+    if (signal == SIGHUP) {
+        exitCode = kExitHungUp;
+        what = "orbulon-render: hung up (SIGHUP)";
+    }
+#endif
+    if (lineOpen)
+        writeError("\n");
+    writeError(what);
     if (armed) {
         armed = 0;
         removeFile(pendingTemp);
@@ -70,7 +87,7 @@ extern "C" void onStopSignal(int signal)
         writeError(" was not written");
     }
     writeError("\n");
-    std::_Exit(interrupt ? kExitInterrupted : kExitTerminated);
+    std::_Exit(exitCode);
 }
 
 bool copyName(char* into, const std::string& name)
@@ -128,12 +145,45 @@ void renameOver(const std::string& from, const std::string& to)
 #endif
 }
 
+// Runs writeTemp(temporary name), puts the file on the disk and renames it to path; on any
+// failure removes the temporary file and throws an ImageError that names path.
+template <class WriteTemp>
+void writeSafely(const std::string& path, WriteTemp&& writeTemp)
+{
+    const std::string temp = temporaryPathFor(path);
+    PendingFile pending(temp, path);
+    try {
+        writeTemp(temp);
+        syncToDisk(temp);
+        renameOver(temp, path);
+    } catch (const orbhost::ImageError& e) {
+        std::error_code ignored;
+        fs::remove(temp, ignored);
+        throw orbhost::ImageError(path, e.problem.empty() ? std::string(e.what()) : e.problem);
+    } catch (const std::system_error& e) {
+        std::error_code ignored;
+        fs::remove(temp, ignored);
+        throw orbhost::ImageError(path, "cannot put the finished file in place: " + e.code().message());
+    }
+}
+
 }  // namespace
 
-void installStopHandlers()
+void installStopHandlers(bool endOpenLine)
 {
+    lineOpen = endOpenLine ? 1 : 0;
+#if defined(_WIN32)
+    const int copy = _dup(2);
+#else
+    const int copy = ::dup(2);
+#endif
+    if (copy >= 0)
+        messageFd = copy;
     std::signal(SIGINT, onStopSignal);
     std::signal(SIGTERM, onStopSignal);
+#if defined(SIGHUP)
+    std::signal(SIGHUP, onStopSignal);
+#endif
 }
 
 std::string temporaryPathFor(const std::string& path)
@@ -151,21 +201,22 @@ std::string temporaryPathFor(const std::string& path)
 void writeImageSafely(const std::string& path, const orbhost::Image& image, int bitDepth,
                       const orbhost::ImageMetadata& metadata)
 {
-    const std::string temp = temporaryPathFor(path);
-    PendingFile pending(temp, path);
-    try {
-        orbhost::writeImage(temp, image, bitDepth, metadata);
-        syncToDisk(temp);
-        renameOver(temp, path);
-    } catch (const orbhost::ImageError& e) {
-        std::error_code ignored;
-        fs::remove(temp, ignored);
-        throw orbhost::ImageError(path, e.problem.empty() ? std::string(e.what()) : e.problem);
-    } catch (const std::system_error& e) {
-        std::error_code ignored;
-        fs::remove(temp, ignored);
-        throw orbhost::ImageError(path, "cannot put the finished file in place: " + e.code().message());
-    }
+    writeSafely(path, [&](const std::string& temp) { orbhost::writeImage(temp, image, bitDepth, metadata); });
+}
+
+void writeTextSafely(const std::string& path, const std::string& text)
+{
+    writeSafely(path, [&](const std::string& temp) {
+        errno = 0;
+        std::FILE* file = std::fopen(temp.c_str(), "wb");
+        if (!file)
+            throw orbhost::ImageError(temp, std::string("cannot create the file: ") + std::strerror(errno ? errno : EIO));
+        errno = 0;
+        const bool written = std::fwrite(text.data(), 1, text.size(), file) == text.size() && std::fflush(file) == 0;
+        const int cause = errno;
+        if (std::fclose(file) != 0 || !written)
+            throw orbhost::ImageError(temp, std::string("cannot write the file: ") + std::strerror(cause ? cause : EIO));
+    });
 }
 
 }  // namespace orbcli

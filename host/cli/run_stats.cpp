@@ -1,5 +1,7 @@
 #include "run_stats.h"
 
+#include "output_file.h"
+
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -174,10 +176,7 @@ void writeStatsJson(const std::string& path, const EffectHost& host, const RunFi
         pass["area_tables"] = ms(s.areaTables[k]);
         doc["iterate_passes"].push_back(pass);
     }
-    std::ofstream file(path, std::ios::binary);
-    file << doc.dump(2) << '\n';
-    if (!file)
-        throw std::runtime_error(path + ": cannot write the statistics");
+    orbcli::writeTextSafely(path, doc.dump(2) + '\n');
 }
 
 } // namespace orbhost

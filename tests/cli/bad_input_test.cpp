@@ -194,6 +194,9 @@ INSTANTIATE_TEST_SUITE_P(
         OptionCase{"unwritable_format", {}, 2, {"cannot write '.bmp' files"}, "", "out.bmp"},
         OptionCase{"negative_thread_count", {"--threads=-2"}, 2, {"--threads"}},
         OptionCase{"max_memory_unreadable", {"--max-memory", "lots"}, 2, {"--max-memory lots"}},
+        // Every output is checked before the first frame, the statistics file too.
+        OptionCase{"stats_json_in_a_file", {"--stats-json", "/dev/null/stats.json"}, 2,
+                   {"/dev/null: cannot create the output folder"}},
         // A fault plan that cannot act says so, listing the names the host serves.
         OptionCase{"fail_suite_unknown",
                    {"--fail-suite", "AEGP Utilty Suite"},

@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <regex>
 #include <sstream>
 #include <sys/wait.h>
 
@@ -94,16 +95,52 @@ TEST(CliQuiet, QuietSilencesWarningsButNotErrors)
     expectPrefixedMessages(failed);
 }
 
-// Progress line
+// Progress
 
-TEST(CliProgress, NoProgressLineWhenStandardErrorIsNotATerminal)
+// The progress lines of standard error without their prefix, a rendered frame's time (which no
+// test can know) read as "seconds=S" when it has the documented two decimals.
+std::vector<std::string> progressLines(const ProgramResult& run)
+{
+    const std::string prefix = "orbulon-render: progress ";
+    const std::regex renderTime("status=rendered seconds=[0-9]+\\.[0-9][0-9] ");
+    std::vector<std::string> lines;
+    for (const std::string& line : linesOf(run.err))
+        if (line.starts_with(prefix))
+            lines.push_back(std::regex_replace(line.substr(prefix.size()), renderTime, "status=rendered seconds=S "));
+    return lines;
+}
+
+TEST(CliProgress, OneLinePerFrameInALogWithTimeLeftCountingOnlyFramesToRender)
 {
     const SceneFolder folder;
+    // Frames 0, 2 and 3 exist: 1 is the only frame to render, so nothing is left after it.
+    for (const char* done : {"f_0000.png", "f_0002.png", "f_0003.png"})
+        folder.write(done, "rendered earlier");
     const ProgramResult run = folder.render(
-        {"--frames", "0:2", "--downsample", "8", "-o", folder.file("f_####.png")});
+        {"--frames", "0:3", "--downsample", "8", "--skip-existing", "-o", folder.file("f_####.png")});
     ASSERT_EQ(run.exitCode, 0) << run.transcript();
-    EXPECT_EQ(run.err, "");
-    EXPECT_EQ(run.out.find('\r'), std::string::npos) << run.transcript();
+    const std::string f = folder.file("f_000");
+    EXPECT_EQ(progressLines(run), (std::vector<std::string>{
+                                      "frame=0 done=1/4 status=skipped seconds=0.00 left=? file=" + f + "0.png",
+                                      "frame=1 done=2/4 status=rendered seconds=S left=0 file=" + f + "1.png",
+                                      "frame=2 done=3/4 status=skipped seconds=0.00 left=0 file=" + f + "2.png",
+                                      "frame=3 done=4/4 status=skipped seconds=0.00 left=0 file=" + f + "3.png"}))
+        << run.transcript();
+    EXPECT_EQ(run.err.find('\r'), std::string::npos) << "a terminal's bar in a log";
+}
+
+TEST(CliProgress, QuietAndTheOptionDecide)
+{
+    const SceneFolder folder;
+    for (const auto& [args, lines] : {std::pair{std::vector<std::string>{"-q"}, 0u},
+                                      std::pair{std::vector<std::string>{"--progress", "off"}, 0u},
+                                      std::pair{std::vector<std::string>{"-q", "--progress", "lines"}, 2u}}) {
+        std::vector<std::string> all{folder.scene(), "--frames", "0:1", "--downsample", "8", "-o", folder.file("f_####.png")};
+        all.insert(all.end(), args.begin(), args.end());
+        const ProgramResult run = runProgram(all);
+        EXPECT_EQ(run.exitCode, 0) << run.transcript();
+        EXPECT_EQ(progressLines(run).size(), lines) << run.transcript();
+    }
 }
 
 // --describe

@@ -18,7 +18,7 @@ TEST(LongRun, AThousandFramesKeepEveryAccountBalanced)
     const ProgramResult r = runProgram({ORBULON_SOURCE_DIR "/scenes/long_run.json", "--downsample", "4", "-o",
                                         folder.file("f_####.pam"), "--stats-json", folder.file("stats.json")});
     ASSERT_EQ(r.exitCode, 0) << r.transcript();
-    EXPECT_EQ(r.err, "") << "a warning or an unbalanced account";
+    EXPECT_EQ(r.messages(), "") << "a warning or an unbalanced account";
     const nlohmann::json stats = nlohmann::json::parse(std::ifstream(folder.file("stats.json")));
     EXPECT_EQ(stats["frames"], 1000);
     EXPECT_EQ(stats["peak_memory_after_frame_bytes"].size(), 1000u);

@@ -171,7 +171,8 @@ TEST_P(StopTest, SequenceStoppedBySignalLeavesOnlyCompleteFrames)
 }
 
 INSTANTIATE_TEST_SUITE_P(Cli, StopTest,
-                         ::testing::Values(Stop{SIGTERM, 143, "SIGTERM"}, Stop{SIGINT, 130, "SIGINT"}),
+                         ::testing::Values(Stop{SIGTERM, 143, "SIGTERM"}, Stop{SIGINT, 130, "SIGINT"},
+                                           Stop{SIGHUP, 129, "SIGHUP"}),
                          [](const auto& info) { return std::string(info.param.name); });
 
 // --- Inputs are never outputs --------------------------------------------------------------

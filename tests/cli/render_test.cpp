@@ -52,7 +52,7 @@ TEST_P(RenderTest, WritesImageOfTheRightSizeAndDepth)
 
     const ProgramResult run = runProgram(args);
     ASSERT_EQ(run.exitCode, 0) << run.transcript();
-    EXPECT_EQ(run.err, "");
+    EXPECT_EQ(run.messages(), "");
     ASSERT_TRUE(std::filesystem::exists(folder.file(c.output))) << run.transcript();
     const ImageFacts facts = readFacts(folder.file(c.output));
     EXPECT_EQ(facts.width, c.outWidth);

@@ -18,6 +18,16 @@ namespace orbhost::testing {
 struct ProgramResult {
     int exitCode = -1;  // 128 + signal number when the program was killed
     std::string out, err;
+    // Standard error without its progress lines: the notes, warnings and errors.
+    std::string messages() const
+    {
+        std::istringstream lines(err);
+        std::string kept;
+        for (std::string line; std::getline(lines, line);)
+            if (!line.starts_with("orbulon-render: progress "))
+                kept += line + '\n';
+        return kept;
+    }
     // For failure messages: everything a user would have seen.
     std::string transcript() const
     {
