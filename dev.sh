@@ -13,6 +13,8 @@
 #                                      render every example scene under them; --ci: the subset CI runs, with
 #                                      ASan + UBSan in build/fuzz
 #   ./dev.sh fuzz [SECONDS]            build build/fuzz (clang, libFuzzer) and run every fuzz target SECONDS (60) each
+#   ./dev.sh farm-test                 as root: install Slurm and munge, build, run the README's job-array recipe
+#                                      on a one-node Slurm cluster started here (tests/farm/slurm_job_array_test.sh)
 set -euo pipefail
 cd "$(dirname "$0")"
 ROOT=$PWD
@@ -24,10 +26,13 @@ PACKAGES=(cmake ninja-build g++ python3 pkg-config
           libopenimageio-dev openimageio-tools nlohmann-json3-dev libcli11-dev
           libgtest-dev libgmock-dev libbenchmark-dev
           clang libclang-rt-14-dev)
+# The farm test's scheduler.
+FARM_PACKAGES=(slurm-wlm munge)
 
-install_missing() {
-    local missing=()
-    for p in "${PACKAGES[@]}"; do
+install_missing() {   # [PACKAGES...] (default: PACKAGES)
+    local missing=() wanted=("${PACKAGES[@]}")
+    (($#)) && wanted=("$@")
+    for p in "${wanted[@]}"; do
         dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
     done
     if ((${#missing[@]})); then
@@ -293,8 +298,17 @@ case "$cmd" in
         fuzz_build
         fuzz_run "${1:-60}"
         ;;
+    farm-test)
+        install_missing
+        install_missing "${FARM_PACKAGES[@]}"
+        build_native
+        # slurmd runs jobs as their users, so the cluster needs root.
+        sudo=""
+        [[ $(id -u) -ne 0 ]] && sudo=sudo
+        $sudo tests/farm/slurm_job_array_test.sh "$NATIVE"
+        ;;
     *)
-        echo "usage: $0 render [SCENE.json] [-o OUT] | test | gallery | build | deps | bench [--runs N] [--frames N] [--json FILE] | sanitize [--ci] | fuzz [SECONDS]" >&2
+        echo "usage: $0 render [SCENE.json] [-o OUT] | test | gallery | build | deps | bench [--runs N] [--frames N] [--json FILE] | sanitize [--ci] | fuzz [SECONDS] | farm-test" >&2
         exit 2
         ;;
 esac
