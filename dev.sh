@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Orbulon developer commands for a Debian machine.
 #
-#   ./dev.sh render [SCENE] [-o OUT]   install what is missing, build, render a scene (default: scenes/default.json)
+#   ./dev.sh render [SCENE] [-o OUT]   install what a render needs, build orbulon-render and the effect (not the
+#                                      tests), render a scene (default: scenes/default.json)
 #   ./dev.sh test                      install what is missing, build Linux and Windows targets, run every test
 #   ./dev.sh gallery                   install what is missing, build, render the example scenes into docs/gallery/
 #   ./dev.sh build                     build both targets only
@@ -19,15 +20,19 @@ ROOT=$PWD
 NATIVE=$ROOT/build/linux
 WIN64=$ROOT/build/win64
 
-PACKAGES=(cmake ninja-build g++ python3 pkg-config
+# What configuring the native tree and building orbulon-render take; the rest is for the
+# Windows build, Wine, the pictures, the benchmark and the sanitizer and fuzz builds.
+RENDER_PACKAGES=(cmake ninja-build g++ python3 pkg-config
+                 libopenimageio-dev nlohmann-json3-dev libcli11-dev libgtest-dev libgmock-dev)
+PACKAGES=("${RENDER_PACKAGES[@]}"
           g++-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64 wine64
-          libopenimageio-dev openimageio-tools nlohmann-json3-dev libcli11-dev
-          libgtest-dev libgmock-dev libbenchmark-dev
+          openimageio-tools libbenchmark-dev
           clang libclang-rt-14-dev)
 
-install_missing() {
-    local missing=()
-    for p in "${PACKAGES[@]}"; do
+install_missing() {   # [PACKAGE...] (default: all of PACKAGES)
+    local missing=() wanted=("$@")
+    ((${#wanted[@]})) || wanted=("${PACKAGES[@]}")
+    for p in "${wanted[@]}"; do
         dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
     done
     if ((${#missing[@]})); then
@@ -39,10 +44,17 @@ install_missing() {
     fi
 }
 
-build_native() {
+build_native() {   # [TARGETS...] (default: everything, the tests included)
     cmake -S "$ROOT" -B "$NATIVE" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo
-    cmake --build "$NATIVE"
+    if (($#)); then
+        cmake --build "$NATIVE" --target "$@"
+    else
+        cmake --build "$NATIVE"
+    fi
 }
+
+# What a render needs: the program and the effect module (with its property list) beside it.
+RENDER_TARGETS=(orbulon-render orbulon_effect)
 
 # The gallery: one frame of each example scene, as "scene frame stops". The render is
 # composited over a dark background and scaled to a thumbnail; "stops" scales its colour first
@@ -218,8 +230,8 @@ cmd=${1:-render}
 shift || true
 case "$cmd" in
     render)
-        install_missing
-        build_native
+        install_missing "${RENDER_PACKAGES[@]}"
+        build_native "${RENDER_TARGETS[@]}"
         scene=scenes/default.json
         if [[ $# -gt 0 && $1 != -* ]]; then scene=$1; shift; fi
         out=""
