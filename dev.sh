@@ -6,6 +6,7 @@
 #   ./dev.sh test                      install what is missing, build Linux and Windows targets, run every test
 #   ./dev.sh gallery                   install what is missing, build, render the example scenes into docs/gallery/
 #                                      and the pictures of docs/controls.md into docs/controls/
+#   ./dev.sh package                   build the Windows effect, write out/Orbulon-<version>-win64.zip and check it
 #   ./dev.sh build                     build both targets only
 #   ./dev.sh deps                      install the Debian packages the build and tests need
 #   ./dev.sh bench [--runs N] [--frames N] [--json FILE]
@@ -167,12 +168,16 @@ make_pose_picture() {   # RENDER
         -o "$GALLERY_DIR/premiere_pose.png"
 }
 
-build_win64() {
+build_win64() {   # [TARGETS...] (default: everything)
     cmake -S "$ROOT" -B "$WIN64" -G Ninja -DCMAKE_BUILD_TYPE=Release \
         -DCMAKE_TOOLCHAIN_FILE="$ROOT/cmake/mingw-w64.cmake" \
         -DORBULON_BUILD_TESTS=OFF -DORBULON_WITH_OIIO=OFF \
         -DORBULON_NATIVE_TOOLS_DIR="$NATIVE/tools"
-    cmake --build "$WIN64"
+    if (($#)); then
+        cmake --build "$WIN64" --target "$@"
+    else
+        cmake --build "$WIN64"
+    fi
 }
 
 # Sanitizer builds (cmake/sanitizers.cmake): the tests but the Wine ones, then one frame of
@@ -331,6 +336,15 @@ case "$cmd" in
         build_native
         python3 tools/bench/bench.py --build "$NATIVE" "$@"
         ;;
+    package)
+        # The Windows tree needs the native property-list encoder; it builds only the effect.
+        install_missing
+        build_native pipl-encode
+        build_win64 orbulon_effect
+        version=$(sed -n 's/^project(Orbulon VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)
+        SOURCE_DATE_EPOCH=$(git log -1 --format=%ct 2>/dev/null || date +%s) \
+            python3 tools/package/package.py --aex "$WIN64/Orbulon.aex" --version "$version" --out-dir out
+        ;;
     build)
         install_missing
         build_native
@@ -370,7 +384,7 @@ case "$cmd" in
         fuzz_run "${1:-60}"
         ;;
     *)
-        echo "usage: $0 render [SCENE.json] [-o OUT] | test | gallery | build | deps | bench [--runs N] [--frames N] [--json FILE] | sanitize [--ci] | fuzz [SECONDS]" >&2
+        echo "usage: $0 render [SCENE.json] [-o OUT] | test | gallery | package | build | deps | bench [--runs N] [--frames N] [--json FILE] | sanitize [--ci] | fuzz [SECONDS]" >&2
         exit 2
         ;;
 esac
