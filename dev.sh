@@ -1,9 +1,12 @@
 #!/usr/bin/env bash
 # Orbulon developer commands for a Debian machine.
 #
-#   ./dev.sh render [SCENE] [-o OUT]   install what is missing, build, render a scene (default: scenes/default.json)
+#   ./dev.sh render [SCENE] [-o OUT]   install what a render needs, build orbulon-render and the effect (not the
+#                                      tests), render a scene (default: scenes/default.json)
 #   ./dev.sh test                      install what is missing, build Linux and Windows targets, run every test
 #   ./dev.sh gallery                   install what is missing, build, render the example scenes into docs/gallery/
+#                                      and the pictures of docs/controls.md into docs/controls/
+#   ./dev.sh package                   build the Windows effect, write out/Orbulon-<version>-win64.zip and check it
 #   ./dev.sh build                     build both targets only
 #   ./dev.sh deps                      install the Debian packages the build and tests need
 #   ./dev.sh bench [--runs N] [--frames N] [--json FILE]
@@ -21,10 +24,13 @@ ROOT=$PWD
 NATIVE=$ROOT/build/linux
 WIN64=$ROOT/build/win64
 
-PACKAGES=(cmake ninja-build g++ python3 pkg-config
+# What configuring the native tree and building orbulon-render take; the rest is for the
+# Windows build, Wine, the pictures, the benchmark and the sanitizer and fuzz builds.
+RENDER_PACKAGES=(cmake ninja-build g++ python3 pkg-config
+                 libopenimageio-dev nlohmann-json3-dev libcli11-dev libgtest-dev libgmock-dev)
+PACKAGES=("${RENDER_PACKAGES[@]}"
           g++-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64 wine64
-          libopenimageio-dev openimageio-tools nlohmann-json3-dev libcli11-dev
-          libgtest-dev libgmock-dev libbenchmark-dev
+          openimageio-tools libbenchmark-dev
           clang libclang-rt-14-dev)
 # The farm test's scheduler.
 FARM_PACKAGES=(slurm-wlm munge)
@@ -44,10 +50,17 @@ install_missing() {   # [PACKAGES...] (default: PACKAGES)
     fi
 }
 
-build_native() {
+build_native() {   # [TARGETS...] (default: everything, the tests included)
     cmake -S "$ROOT" -B "$NATIVE" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo
-    cmake --build "$NATIVE"
+    if (($#)); then
+        cmake --build "$NATIVE" --target "$@"
+    else
+        cmake --build "$NATIVE"
+    fi
 }
+
+# What a render needs: the program and the effect module (with its property list) beside it.
+RENDER_TARGETS=(orbulon-render orbulon_effect)
 
 # The gallery: one frame of each example scene, as "scene frame stops". The render is
 # composited over a dark background and scaled to a thumbnail; "stops" scales its colour first
@@ -56,6 +69,8 @@ GALLERY_DIR=docs/gallery
 GALLERY_BACKGROUND=0.1,0.1,0.12
 GALLERY_WIDTH=320     # thumbnails
 HERO_WIDTH=960        # docs/gallery/default.png, the README's first picture
+# PNGs without time stamps or paths, so that an unchanged render gives unchanged files.
+PNG=(--eraseattrib ".*" --iscolorspace sRGB --attrib png:compressionLevel 9)
 GALLERY=("default 0 0"
          "basic 12 0"
          "open_sphere 14 0"
@@ -69,13 +84,10 @@ GALLERY=("default 0 0"
 
 # make_gallery RENDER: renders the gallery with the program RENDER into $GALLERY_DIR: one
 # thumbnail per scene (SCENE.png; default.png at the README's size instead) and contact_sheet.png.
-# The PNGs carry no time stamps or paths, so that an unchanged render gives unchanged files.
+# Intermediate files go to $work.
 make_gallery() {
     local render=$1 scene frame stops gain entry thumbs=()
-    work=$(mktemp -d)   # global, for the trap
-    trap 'rm -rf "$work"' EXIT
     mkdir -p "$GALLERY_DIR"
-    local png=(--eraseattrib ".*" --iscolorspace sRGB --attrib png:compressionLevel 9)
     for entry in "${GALLERY[@]}"; do
         read -r scene frame stops <<<"$entry"
         echo "Gallery: $scene, frame $frame"
@@ -85,27 +97,91 @@ make_gallery() {
         oiiotool --nosoftwareattrib "$work/$scene.exr" --mulc "$gain,$gain,$gain,1" \
             --dup --mulc 0 --addc "$GALLERY_BACKGROUND,1" --over --ch R,G,B -d uint8 -o "$work/$scene.tif"
         if [[ $scene == default ]]; then
-            oiiotool --nosoftwareattrib "$work/$scene.tif" --resize "${HERO_WIDTH}x0" "${png[@]}" \
+            oiiotool --nosoftwareattrib "$work/$scene.tif" --resize "${HERO_WIDTH}x0" "${PNG[@]}" \
                 -o "$GALLERY_DIR/default.png"
             oiiotool --nosoftwareattrib "$work/$scene.tif" --resize "${GALLERY_WIDTH}x0" -o "$work/default_thumb.tif"
             thumbs+=("$work/default_thumb.tif")
         else
-            oiiotool --nosoftwareattrib "$work/$scene.tif" --resize "${GALLERY_WIDTH}x0" "${png[@]}" \
+            oiiotool --nosoftwareattrib "$work/$scene.tif" --resize "${GALLERY_WIDTH}x0" "${PNG[@]}" \
                 -o "$GALLERY_DIR/$scene.png"
             thumbs+=("$GALLERY_DIR/$scene.png")
         fi
     done
-    oiiotool --nosoftwareattrib "${thumbs[@]}" --mosaic:pad=4 "5x$(((${#thumbs[@]} + 4) / 5))" "${png[@]}" \
+    oiiotool --nosoftwareattrib "${thumbs[@]}" --mosaic:pad=4 "5x$(((${#thumbs[@]} + 4) / 5))" "${PNG[@]}" \
         -o "$GALLERY_DIR/contact_sheet.png"
     echo "Gallery written to $GALLERY_DIR/"
 }
 
-build_win64() {
+# The pictures of docs/controls.md, as "name columns frames... [+X,Y]": the frames of
+# scenes/controls/NAME.json (a control keyframed from one panel to the next) side by side,
+# COLUMNS to a row, into docs/controls/NAME.png. Each frame is composited over a checkerboard,
+# so that what the effect leaves transparent shows as such; +X,Y marks a point of every panel
+# with a cross (where a control layer stands).
+CONTROLS_DIR=docs/controls
+CONTROLS_PICTURES=("opening 4 0 25 50 75 100 125 150 175"
+                   "render_sides 3 0 25 50"
+                   "depth_of_field 3 12 37 62"
+                   "fog_fade 3 0 25 50"
+                   "pivot_marks 2 0 25"
+                   "control_layer 3 0 25 50 +160,120"
+                   "no_texture_no_lights 3 0 25 50")
+CHECKERBOARD=checker:width=16:height=16:color1=0.09,0.09,0.11,1:color2=0.16,0.16,0.19,1
+
+make_controls_pictures() {   # RENDER
+    local render=$1 entry name columns frame words panels tiles mark x y
+    mkdir -p "$CONTROLS_DIR"
+    for entry in "${CONTROLS_PICTURES[@]}"; do
+        read -r name columns words <<<"$entry"
+        echo "Controls picture: $name"
+        panels=() mark=()
+        for frame in $words; do
+            if [[ $frame == +* ]]; then
+                IFS=, read -r x y <<<"${frame#+}"
+                mark=(--line:color=1,0.85,0.2 "$((x - 10)),$y,$((x + 10)),$y"
+                      --line:color=1,0.85,0.2 "$x,$((y - 10)),$x,$((y + 10))")
+                continue
+            fi
+            panels+=("$frame")
+        done
+        tiles=()
+        for frame in "${panels[@]}"; do
+            "$render" "scenes/controls/$name.json" --frame "$frame" -q -o "$work/$name-$frame.exr"
+            oiiotool --nosoftwareattrib "$work/$name-$frame.exr" \
+                --pattern "$CHECKERBOARD" "{TOP.width}x{TOP.height}" 4 --over --ch R,G,B "${mark[@]}" \
+                -d uint8 -o "$work/$name-$frame.tif"
+            tiles+=("$work/$name-$frame.tif")
+        done
+        oiiotool --nosoftwareattrib "${tiles[@]}" --mosaic:pad=4 \
+            "${columns}x$(((${#panels[@]} + columns - 1) / columns))" "${PNG[@]}" -o "$CONTROLS_DIR/$name.png"
+    done
+    echo "Pictures of docs/controls.md written to $CONTROLS_DIR/"
+}
+
+# The README's picture of the Premiere Pro pose: scenes/default.json as After Effects and as
+# Premiere Pro render it (orbulon-render --app premiere), side by side.
+make_pose_picture() {   # RENDER
+    local render=$1 app tiles=()
+    echo "Gallery: the Premiere Pro pose"
+    for app in aftereffects premiere; do
+        "$render" scenes/default.json --frame 0 --downsample 2 --app "$app" -q -o "$work/pose-$app.exr"
+        oiiotool --nosoftwareattrib "$work/pose-$app.exr" --pattern "$CHECKERBOARD" "{TOP.width}x{TOP.height}" 4 \
+            --over --ch R,G,B -d uint8 -o "$work/pose-$app.tif"
+        tiles+=("$work/pose-$app.tif")
+    done
+    oiiotool --nosoftwareattrib "${tiles[@]}" --mosaic:pad=4 2x1 --resize "${HERO_WIDTH}x0" "${PNG[@]}" \
+        -o "$GALLERY_DIR/premiere_pose.png"
+}
+
+build_win64() {   # [TARGETS...] (default: everything)
     cmake -S "$ROOT" -B "$WIN64" -G Ninja -DCMAKE_BUILD_TYPE=Release \
         -DCMAKE_TOOLCHAIN_FILE="$ROOT/cmake/mingw-w64.cmake" \
         -DORBULON_BUILD_TESTS=OFF -DORBULON_WITH_OIIO=OFF \
         -DORBULON_NATIVE_TOOLS_DIR="$NATIVE/tools"
-    cmake --build "$WIN64"
+    if (($#)); then
+        cmake --build "$WIN64" --target "$@"
+    else
+        cmake --build "$WIN64"
+    fi
 }
 
 # Sanitizer builds (cmake/sanitizers.cmake): the tests but the Wine ones, then one frame of
@@ -223,8 +299,8 @@ cmd=${1:-render}
 shift || true
 case "$cmd" in
     render)
-        install_missing
-        build_native
+        install_missing "${RENDER_PACKAGES[@]}"
+        build_native "${RENDER_TARGETS[@]}"
         scene=scenes/default.json
         if [[ $# -gt 0 && $1 != -* ]]; then scene=$1; shift; fi
         out=""
@@ -249,8 +325,12 @@ case "$cmd" in
         ;;
     gallery)
         install_missing
-        build_native
+        build_native "${RENDER_TARGETS[@]}"
+        work=$(mktemp -d)
+        trap 'rm -rf "$work"' EXIT
         make_gallery "$NATIVE/orbulon-render"
+        make_pose_picture "$NATIVE/orbulon-render"
+        make_controls_pictures "$NATIVE/orbulon-render"
         ;;
     deps)
         install_missing
@@ -259,6 +339,15 @@ case "$cmd" in
         install_missing
         build_native
         python3 tools/bench/bench.py --build "$NATIVE" "$@"
+        ;;
+    package)
+        # The Windows tree needs the native property-list encoder; it builds only the effect.
+        install_missing
+        build_native pipl-encode
+        build_win64 orbulon_effect
+        version=$(sed -n 's/^project(Orbulon VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)
+        SOURCE_DATE_EPOCH=$(git log -1 --format=%ct 2>/dev/null || date +%s) \
+            python3 tools/package/package.py --aex "$WIN64/Orbulon.aex" --version "$version" --out-dir out
         ;;
     build)
         install_missing
@@ -308,7 +397,7 @@ case "$cmd" in
         $sudo tests/farm/slurm_job_array_test.sh "$NATIVE"
         ;;
     *)
-        echo "usage: $0 render [SCENE.json] [-o OUT] | test | gallery | build | deps | bench [--runs N] [--frames N] [--json FILE] | sanitize [--ci] | fuzz [SECONDS] | farm-test" >&2
+        echo "usage: $0 render [SCENE.json] [-o OUT] | test | gallery | package | build | deps | bench [--runs N] [--frames N] [--json FILE] | sanitize [--ci] | fuzz [SECONDS] | farm-test" >&2
         exit 2
         ;;
 esac

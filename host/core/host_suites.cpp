@@ -3,6 +3,8 @@
 #include "host/core/host_state.h"
 #include "host/core/unsupported_slots.h"
 
+#include <cstring>
+
 namespace orbhost {
 
 namespace {
@@ -21,12 +23,33 @@ const ErrorOnlyTable* errorOnlyTable()
     return &table;
 }
 
+// Premiere Pro loads After Effects effects but has no After Effects composition: no layers,
+// composition cameras or lights, streams or keyframes for these suites to describe. Posing as
+// Premiere Pro, the host does not serve them; the effect-side suites, the AEGP Utility Suite
+// (through which an effect registers at global set-up) and the AEGP Memory Suite stay.
+constexpr const char* kCompositionSuites[] = {
+    kAEGPPFInterfaceSuite, kAEGPLayerSuite, kAEGPCompSuite, kAEGPItemSuite, kAEGPCameraSuite,
+    kAEGPLightSuite, kAEGPStreamSuite, kAEGPDynamicStreamSuite, kAEGPEffectSuite, kAEGPKeyframeSuite,
+    kAEGPMaskSuite, kAEGPMaskOutlineSuite, kAEGPMarkerSuite, kAEGPTextDocumentSuite, kAEGPTextLayerSuite,
+};
+
+bool appServes(A_AppID app, const char* name)
+{
+    if (app != kAppIdPremierePro)
+        return true;
+    for (const char* refused : kCompositionSuites)
+        if (std::strcmp(refused, name) == 0)
+            return false;
+    return true;
+}
+
 } // namespace
 
 void registerHostSuites(HostState& host)
 {
     auto serve = [&](const char* name, int version, const void* table) {
-        host.suites[{name, version}] = table;
+        if (appServes(host.config.applId, name))
+            host.suites[{name, version}] = table;
     };
     serve(kPFWorldSuite, kPFWorldSuiteVersion2, worldSuite());
     serve(kPFSampling8Suite, kPFSampling8SuiteVersion1, sampling8Suite());

@@ -12,7 +12,7 @@ namespace {
 
 using nlohmann::json;
 
-// Null layers stand on a square source of this size, centred on their anchor point.
+// Null layers stand on a square source of this size; their default anchor is its top-left corner.
 constexpr int kNullLayerSide = 100;
 
 struct KindName {

@@ -20,7 +20,8 @@ void parseTransform(const nlohmann::json& value, const JsonPlace& place, const S
 void parseCamera(const nlohmann::json* value, const JsonPlace& place, const Scene& scene, CameraSettings& camera);
 void parseLight(const nlohmann::json* value, const JsonPlace& place, const Scene& scene, LightSettings& light);
 
-// The centre of an AV layer's source, unless the scene gave an anchor point.
+// The centre of a solid's or image's source, the origin of a null, camera or light, unless the
+// scene gave an anchor point.
 void setDefaultAnchor(Layer& layer);
 
 // Turns each layer's "parent" (a layer's display name) into an index; refuses names of no

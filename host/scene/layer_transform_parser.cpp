@@ -1,6 +1,6 @@
-// A layer's transform keys and the defaults each kind of layer starts from: AV layers sit
-// centred in the composition, cameras where the composition's default camera is, lights above
-// and to the left of it, both aimed at the composition's centre.
+// A layer's transform keys and the defaults each kind of layer starts from: solids, images and
+// nulls sit at the composition's centre, cameras where the composition's default camera is,
+// lights above and to the left of it, both aimed at the composition's centre.
 #include "host/scene/layer_parser.h"
 
 #include "host/scene/keyframes_json.h"
@@ -95,10 +95,13 @@ void parseTransform(const json& value, const JsonPlace& place, const Scene& scen
 
 void setDefaultAnchor(Layer& layer)
 {
-    // Cameras and lights have no source, so their anchor is their origin.
-    const bool av = layer.kind != LayerKind::Camera && layer.kind != LayerKind::Light;
+    // Solids and images turn about their centre. A new null's anchor is its top-left corner, its
+    // layer-space origin, as After Effects makes it: what is parented to the null, or driven by
+    // it as a control layer, lands on the null's position. Cameras and lights have no source,
+    // so theirs is their origin too.
+    const bool centred = layer.kind == LayerKind::Solid || layer.kind == LayerKind::Image;
     if (layer.transform.anchorPoint.keys.empty()) {
-        layer.transform.anchorPoint = Animated<Vec3>(av ? Vec3{layer.width / 2.0, layer.height / 2.0, 0} : Vec3{});
+        layer.transform.anchorPoint = Animated<Vec3>(centred ? Vec3{layer.width / 2.0, layer.height / 2.0, 0} : Vec3{});
     }
 }
 

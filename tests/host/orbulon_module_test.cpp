@@ -72,7 +72,10 @@ TEST_F(Orbulon, AnswersEveryCommandAndShowsItsAboutText)
     EXPECT_EQ(host->renderFrame({0.0, 8, 1, 1}, &out), PF_Err_NONE);
 }
 
-TEST_F(Orbulon, PremiereGetsNoAboutText)
+// Posing as Premiere Pro, the host serves none of the suites that describe an After Effects
+// composition. The effect still loads (it registers through the utility suite), shows no about
+// text and draws a frame from its defaults, leaving nothing held.
+TEST_F(Orbulon, PosingAsPremiereRefusesTheCompositionSuites)
 {
     HostConfig config;
     config.applId = kAppIdPremierePro;
@@ -80,6 +83,14 @@ TEST_F(Orbulon, PremiereGetsNoAboutText)
     std::string about = "unchanged";
     ASSERT_EQ(host->about(&about), PF_Err_NONE);
     EXPECT_EQ(about, "");
+    ASSERT_EQ(host->start(), PF_Err_NONE);
+    Image out;
+    EXPECT_EQ(host->renderFrame({0.0, 8, 1, 1}, &out), PF_Err_NONE);
+    EXPECT_GT(host->state().accounting.total(R"(missing suite "AEGP Comp Suite" v11)"), 0);
+    EXPECT_EQ(host->state().accounting.total(R"(missing suite "AEGP Utility Suite" v11)"), 0);
+    host->shutdown();
+    for (const CommandRecord& r : host->commandLog())
+        EXPECT_TRUE(r.imbalances.empty()) << commandName(r.cmd) << ": " << r.imbalances.front().what;
 }
 
 TEST_F(Orbulon, FailingAddParamStopsRegistrationWithItsError)

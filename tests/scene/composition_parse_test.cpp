@@ -139,7 +139,7 @@ TEST(CompositionParse, NullParentChainResolvesToIndices)
     const Scene scene = parseSceneText(R"({"composition": {"width": 640, "height": 360},
       "layers": [{"name": "Planet", "type": "solid", "width": 200, "height": 100, "parent": "Arm", "threeD": true},
                  {"name": "Rig", "type": "null", "threeD": true, "orientation": [0, 45, 0]},
-                 {"name": "Arm", "type": "null", "parent": "Rig", "anchorPoint": [0, 0]}],
+                 {"name": "Arm", "type": "null", "parent": "Rig", "anchorPoint": [10, 20]}],
       "effect": {"layer": "Planet"}})",
                                        "n.json", "");
     EXPECT_EQ(scene.layers[0].parent, 2);
@@ -148,9 +148,9 @@ TEST(CompositionParse, NullParentChainResolvesToIndices)
     const Layer& rig = scene.layers[1];
     EXPECT_EQ(rig.kind, LayerKind::Null);
     EXPECT_EQ(std::make_pair(rig.width, rig.height), std::make_pair(100, 100));
-    expectVec(rig.transform.anchorPoint, {50, 50, 0}, "null anchor");
+    expectVec(rig.transform.anchorPoint, {0, 0, 0}, "null anchor: its top-left corner, as After Effects makes it");
     expectVec(rig.transform.orientation, {0, 45, 0}, "orientation");
-    expectVec(scene.layers[2].transform.anchorPoint, {0, 0, 0}, "given anchor");
+    expectVec(scene.layers[2].transform.anchorPoint, {10, 20, 0}, "given anchor");
     expectVec(scene.layers[0].transform.anchorPoint, {100, 50, 0}, "solid anchor");
     EXPECT_TRUE(rig.image.rgba.empty()) << "a null's pixels are made only when checked out";
 }

@@ -88,12 +88,14 @@ TEST(Texgen, RefusesBadArguments)
     EXPECT_EQ(texgen("grid /nonexistent-folder/x.png --width 64"), 1);
 }
 
+// The example scenes and those the pictures of docs/controls.md are made from.
 std::vector<fs::path> sceneFiles()
 {
     std::vector<fs::path> files;
-    for (const auto& entry : fs::directory_iterator(kScenes))
-        if (entry.path().extension() == ".json")
-            files.push_back(entry.path());
+    for (const fs::path& folder : {kScenes, kScenes / "controls"})
+        for (const auto& entry : fs::directory_iterator(folder))
+            if (entry.path().extension() == ".json")
+                files.push_back(entry.path());
     std::sort(files.begin(), files.end());
     return files;
 }

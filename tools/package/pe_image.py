@@ -1,11 +1,21 @@
-"""Read what a PE32+ DLL exports, imports and carries as resources (standard library only)."""
+"""Read what a PE32+ DLL exports, imports and carries as resources, and decode the effect's
+property list (standard library only). Used by the package check and the Wine tests."""
 import struct
+
+# DLLs that every Windows installation has: the only ones a plug-in may import.
+SYSTEM_DLLS = {"kernel32.dll", "msvcrt.dll", "user32.dll", "advapi32.dll", "ws2_32.dll",
+               "ntdll.dll", "shell32.dll", "ole32.dll", "gdi32.dll"}
 
 
 class PEImage:
-    def __init__(self, path):
-        with open(path, "rb") as f:
-            self.data = f.read()
+    def __init__(self, source, path="the DLL"):
+        """source: the file's bytes (path then only names it in messages), or its path."""
+        if isinstance(source, bytes):
+            self.data = source
+        else:
+            path = source
+            with open(path, "rb") as f:
+                self.data = f.read()
         d = self.data
         if d[:2] != b"MZ":
             raise ValueError(f"{path}: not an MZ executable")
@@ -114,10 +124,3 @@ def decode_pipl(blob):
         raise ValueError("trailing bytes after the last property")
     return props
 
-
-def pascal(value):
-    return value[1:1 + value[0]].decode()
-
-
-def cstr(value):
-    return value[:value.index(b"\0")].decode()
