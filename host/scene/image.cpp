@@ -182,22 +182,22 @@ void decodeInStrips(const std::string& path)
     if (!in) {
         throw ImageError(path, "cannot read the image: " + libraryAccount(OIIO::geterror(), printed));
     }
-    const OIIO::ImageSpec spec = in->spec();
-    const bool tiled = spec.tile_width > 0;
-    const size_t rowFloats = size_t(std::max(spec.width, 1)) * size_t(std::max(spec.nchannels, 1));
-    const int rows = tiled ? std::max(spec.tile_height, 1) : int(std::clamp<size_t>((size_t(1) << 22) / rowFloats, 1, 64));
+    const OIIO::ImageSpec layout = in->spec_dimensions(0);
+    const bool tiled = layout.tile_width > 0;
+    const size_t rowFloats = size_t(std::max(layout.width, 1)) * size_t(std::max(layout.nchannels, 1));
+    const int rows = tiled ? std::max(layout.tile_height, 1) : int(std::clamp<size_t>((size_t(1) << 22) / rowFloats, 1, 64));
     std::vector<float> strip;
     try {
-        strip.resize(rowFloats * size_t(rows) * size_t(std::max(spec.depth, 1)));
+        strip.resize(rowFloats * size_t(rows) * size_t(std::max(layout.depth, 1)));
     } catch (const std::bad_alloc&) {
         throw ImageError(path, "the image is too large to check in memory");
     }
-    for (int y = spec.y; y < spec.y + spec.height; y += rows) {
-        const int end = std::min(y + rows, spec.y + spec.height);
+    for (int y = layout.y; y < layout.y + layout.height; y += rows) {
+        const int end = std::min(y + rows, layout.y + layout.height);
         const bool decoded =
-            tiled ? in->read_tiles(0, 0, spec.x, spec.x + spec.width, y, end, spec.z, spec.z + std::max(spec.depth, 1),
-                                   0, spec.nchannels, OIIO::TypeDesc::FLOAT, strip.data())
-                  : in->read_scanlines(0, 0, y, end, spec.z, 0, spec.nchannels, OIIO::TypeDesc::FLOAT, strip.data());
+            tiled ? in->read_tiles(0, 0, layout.x, layout.x + layout.width, y, end, layout.z, layout.z + std::max(layout.depth, 1),
+                                   0, layout.nchannels, OIIO::TypeDesc::FLOAT, strip.data())
+                  : in->read_scanlines(0, 0, y, end, layout.z, 0, layout.nchannels, OIIO::TypeDesc::FLOAT, strip.data());
         if (!decoded) {
             throw ImageError(path, damaged(in->geterror(), printed));
         }
