@@ -22,16 +22,12 @@ const AEGP_LayerSuite6 kLayers = [] {
     s.AEGP_GetLayerObjectType = [](AEGP_LayerH, AEGP_ObjectType* t) { *t = AEGP_ObjectType_LIGHT; return rec("GetLayerObjectType"); };
     s.AEGP_GetCompNumLayers = [](AEGP_CompH, A_long* n) { *n = 3; return rec("GetCompNumLayers"); };
     s.AEGP_GetLayerToWorldXform = [](AEGP_LayerH, const A_Time* t, A_Matrix4* m) {
-        for (int r = 0; r < 4; ++r) {
-            for (int c = 0; c < 4; ++c) {
-                m->mat[r][c] = r * 4 + c + 0.5 * t->value;
-            }
-        }
+        for (int i = 0; i < 16; ++i)
+            m->mat[i / 4][i % 4] = i + 0.5 * t->value;
         return rec("GetLayerToWorldXform");
     };
     s.AEGP_GetLayerName = [](AEGP_PluginID, AEGP_LayerH, AEGP_MemHandle* layer, AEGP_MemHandle* source) {
-        *layer = nameHandle();
-        *source = nameHandle();
+        *layer = *source = nameHandle();
         return rec("GetLayerName");
     };
     return s;
@@ -56,7 +52,7 @@ const AEGP_CameraSuite2 kCameras = [] {
 
 const AEGP_ItemSuite8 kItems = [] {
     AEGP_ItemSuite8 s{};
-    s.AEGP_GetItemDimensions = [](AEGP_ItemH, A_long* w, A_long* h) { *w = 1920; *h = 1080; return rec("GetItemDimensions"); };
+    s.AEGP_GetItemDimensions = [](AEGP_ItemH, A_long* w, A_long* h) { *w = 1920, *h = 1080; return rec("GetItemDimensions"); };
     s.AEGP_GetItemPixelAspectRatio = [](AEGP_ItemH, A_Ratio* r) { *r = {10, 11}; return rec("GetItemPixelAspectRatio"); };
     return s;
 }();
@@ -64,15 +60,11 @@ const AEGP_ItemSuite8 kItems = [] {
 const PF_WorldSuite2 kWorlds = [] {
     PF_WorldSuite2 s{};
     s.PF_NewWorld = [](PF_ProgPtr, A_long w, A_long h, PF_Boolean, PF_PixelFormat, PF_EffectWorld* world) {
-        world->width = w;
-        world->height = h;
+        world->width = w, world->height = h;
         return rec("NewWorld");
     };
     s.PF_DisposeWorld = [](PF_ProgPtr, PF_EffectWorld*) { return rec("DisposeWorld"); };
-    s.PF_GetPixelFormat = [](const PF_EffectWorld*, PF_PixelFormat* f) {
-        *f = FakeHost::current().worldFormat;
-        return rec("GetPixelFormat");
-    };
+    s.PF_GetPixelFormat = [](const PF_EffectWorld*, PF_PixelFormat* f) { *f = FakeHost::current().worldFormat; return rec("GetPixelFormat"); };
     return s;
 }();
 
@@ -97,32 +89,31 @@ struct Served {
     const void* table;
 };
 const Served kServed[] = {
-    {kAEGPLayerSuite, kAEGPLayerSuiteVersion6, &kLayers},
-    {kAEGPStreamSuite, kAEGPStreamSuiteVersion4, &kStreams},
-    {kAEGPCameraSuite, kAEGPCameraSuiteVersion2, &kCameras},
-    {kAEGPItemSuite, kAEGPItemSuiteVersion8, &kItems},
-    {kPFWorldSuite, kPFWorldSuiteVersion2, &kWorlds},
-    {kAEGPMemorySuite, kAEGPMemorySuiteVersion1, &kMemory},
+    {kAEGPLayerSuite, kAEGPLayerSuiteVersion6, &kLayers}, {kAEGPStreamSuite, kAEGPStreamSuiteVersion4, &kStreams},
+    {kAEGPCameraSuite, kAEGPCameraSuiteVersion2, &kCameras}, {kAEGPItemSuite, kAEGPItemSuiteVersion8, &kItems},
+    {kPFWorldSuite, kPFWorldSuiteVersion2, &kWorlds}, {kAEGPMemorySuite, kAEGPMemorySuiteVersion1, &kMemory},
 };
+
+bool listed(const std::vector<std::string>& names, const char* name)
+{
+    return std::find(names.begin(), names.end(), name) != names.end();
+}
 
 SPErr acquire(const char* name, int32 version, const void** table)
 {
     FakeHost& host = FakeHost::current();
-    const bool hidden = std::find(host.missing.begin(), host.missing.end(), name) != host.missing.end();
-    if (std::find(host.tableless.begin(), host.tableless.end(), name) != host.tableless.end()) {
-        *table = nullptr;
-        host.acquired.push_back(name);
-        return 0;
-    }
-    for (const Served& s : kServed) {
-        if (!hidden && std::strcmp(s.name, name) == 0 && int32(s.version) == version) {
+    *table = nullptr;
+    for (const Served& s : kServed)
+        if (!listed(host.missing, name) && std::strcmp(s.name, name) == 0 && int32(s.version) == version)
             *table = s.table;
-            host.acquired.push_back(name);
-            return 0;
-        }
+    if (listed(host.tableless, name))
+        *table = nullptr;
+    else if (!*table) {
+        host.refused.push_back(name);
+        return kSPSuiteNotFoundError;
     }
-    host.refused.push_back(name);
-    return kSPSuiteNotFoundError;
+    host.acquired.push_back(name);
+    return 0;
 }
 
 SPErr release(const char* name, int32)
@@ -148,9 +139,8 @@ FakeHost& FakeHost::current() { return *active; }
 A_Err FakeHost::record(const char* function)
 {
     calls.push_back(function);
-    if (!failingCall.empty() && failingCall == function) {
+    if (!failingCall.empty() && failingCall == function)
         return failingError;
-    }
     return std::exchange(nextError, 0);
 }
 

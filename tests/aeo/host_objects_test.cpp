@@ -63,38 +63,36 @@ TEST(AeoSuites, DestructorReleasesDerivedSuitesFirstThenBaseSlotsInReverse)
     EXPECT_EQ(host.released, Names{kAEGPCameraSuite});
 }
 
-// Each case makes its first call fail, then checks that a second call on the same object
-// returns the default again without reaching the host.
-struct StickyCase {
-    const char* what;
-    std::function<double(AEO::LightLayer&, AEO::CameraLayer&)> op;
-    double fallback;
-};
-void PrintTo(const StickyCase& c, std::ostream* os) { *os << c.what; }
-
-class AeoStickyError : public testing::TestWithParam<StickyCase> {};
-
-TEST_P(AeoStickyError, FirstErrorSticksAndLaterCallsReturnTheDefault)
+// Each operation's first call fails; a second call on the same object returns the default
+// again without reaching the host.
+TEST(AeoSuites, FirstErrorSticksAndLaterCallsReturnTheDefault)
 {
-    const StickyCase& c = GetParam();
-    FakeHost host;
-    AEO::HostAccess access(&host.inData);
-    AEO::LightLayer light(access, kLayer);
-    AEO::CameraLayer camera(access, kLayer);
-    host.nextError = kHostError;
-    EXPECT_EQ(c.op(light, camera), c.fallback) << c.what << " on failure";
-    EXPECT_EQ(light.lastError() | camera.lastError(), kHostError) << c.what;
-    const size_t callsAfterFailure = host.calls.size();
-    EXPECT_EQ(c.op(light, camera), c.fallback) << c.what << " after failure";
-    EXPECT_EQ(host.calls.size(), callsAfterFailure) << c.what << " reached the host after its error";
+    struct Case {
+        const char* what;
+        std::function<double(AEO::LightLayer&, AEO::CameraLayer&)> op;
+        double fallback;
+    };
+    const Case cases[] = {
+        {"flags", [](auto& l, auto&) { return double(l.flags()); }, 0.0},
+        {"object type", [](auto& l, auto&) { return double(l.objectType()); }, -1.0},
+        {"camera type", [](auto&, auto& c) { return double(c.cameraType()); }, -1.0},
+        {"intensity", [](auto& l, auto&) { return l.intensity(kAt); }, 0.0},
+        {"to-world [3][3]", [](auto& l, auto&) { return l.toWorld(kAt).mat[3][3]; }, 0.0},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        FakeHost host;
+        AEO::HostAccess access(&host.inData);
+        AEO::LightLayer light(access, kLayer);
+        AEO::CameraLayer camera(access, kLayer);
+        host.nextError = kHostError;
+        EXPECT_EQ(c.op(light, camera), c.fallback) << "on failure";
+        EXPECT_EQ(light.lastError() | camera.lastError(), kHostError);
+        const size_t callsAfterFailure = host.calls.size();
+        EXPECT_EQ(c.op(light, camera), c.fallback) << "after failure";
+        EXPECT_EQ(host.calls.size(), callsAfterFailure) << "reached the host after its error";
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Ops, AeoStickyError, testing::Values(
-    StickyCase{"flags", [](auto& l, auto&) { return double(l.flags()); }, 0.0},
-    StickyCase{"object type", [](auto& l, auto&) { return double(l.objectType()); }, -1.0},
-    StickyCase{"camera type", [](auto&, auto& c) { return double(c.cameraType()); }, -1.0},
-    StickyCase{"intensity", [](auto& l, auto&) { return l.intensity(kAt); }, 0.0},
-    StickyCase{"to-world [3][3]", [](auto& l, auto&) { return l.toWorld(kAt).mat[3][3]; }, 0.0}));
 
 // A suite the host cannot hand out costs only the calls that need it: they return their
 // defaults without reaching the host, the object keeps no error, its other suites go on
@@ -119,14 +117,11 @@ TEST(AeoSuites, MissingSuiteSkipsOnlyItsOwnCallsAndIsAskedForAgain)
         EXPECT_EQ(host.acquired, (Names{kAEGPLayerSuite, kAEGPCameraSuite}));
     }
     EXPECT_EQ(host.released, (Names{kAEGPCameraSuite, kAEGPLayerSuite})) << "each acquired suite once";
-}
 
-// The composition needs the camera suite for the default camera only: without it that
-// distance is 0, and its layers can still be counted and listed.
-TEST(AeoSuites, CompositionWithoutCameraSuiteStillListsItsLayers)
-{
-    FakeHost host;
+    // The composition needs the camera suite for the default camera only: without it that
+    // distance is 0, and its layers can still be counted.
     host.missing = {kAEGPCameraSuite};
+    host.calls.clear();
     AEO::Composition comp(&host.inData, nullptr);
     EXPECT_EQ(comp.defaultCameraDistance(), 0.0);
     EXPECT_EQ(comp.lastError(), 0);
@@ -135,7 +130,7 @@ TEST(AeoSuites, CompositionWithoutCameraSuiteStillListsItsLayers)
 }
 
 // The slot itself: the acquisition's error is kept until an acquisition succeeds.
-TEST(AeoSuites, SuiteSlotKeepsTheAcquisitionErrorUntilTheSuiteArrives)
+TEST(AeoSuites, SuiteSlotKeepsTheAcquisitionErrorAndGivesBackATablelessSuiteAtOnce)
 {
     FakeHost host;
     {
@@ -153,6 +148,23 @@ TEST(AeoSuites, SuiteSlotKeepsTheAcquisitionErrorUntilTheSuiteArrives)
     }
     EXPECT_EQ(host.acquired, Names{kAEGPCameraSuite});
     EXPECT_EQ(host.released, Names{kAEGPCameraSuite});
+
+    // A host that answers yes but hands out no table has counted an acquisition all the same:
+    // the suite is given back at once, reported as a bad callback, and not given back again.
+    host.tableless = {kAEGPCameraSuite, kPFWorldSuite};
+    host.acquired.clear();
+    host.released.clear();
+    {
+        AEO::ScopedSuite<AEGP_CameraSuite2> cameras(&host.basic);
+        EXPECT_EQ(cameras.get(), nullptr);
+        EXPECT_EQ(cameras.error(), PF_Err_BAD_CALLBACK_PARAM);
+        EXPECT_EQ(host.released, Names{kAEGPCameraSuite}) << "given back before the object goes";
+        AEO::SuiteSlot<PF_WorldSuite2> worlds(&host.basic);
+        EXPECT_EQ(worlds.get(), nullptr);
+        EXPECT_EQ(worlds.error(), PF_Err_BAD_CALLBACK_PARAM);
+    }
+    EXPECT_EQ(host.acquired, (Names{kAEGPCameraSuite, kPFWorldSuite}));
+    EXPECT_EQ(host.released, (Names{kAEGPCameraSuite, kPFWorldSuite})) << "each exactly once";
 }
 
 // The handler holds every suite it was asked for until it goes, then gives them back in the
@@ -172,28 +184,7 @@ TEST(AeoSuites, SuiteHandlerReleasesInReverseOrderOfAcquisition)
     EXPECT_EQ(host.released, (Names{kAEGPStreamSuite, kAEGPLayerSuite, kAEGPItemSuite}));
 }
 
-// A host that answers yes but hands out no table has counted an acquisition all the same:
-// the suite is given back at once, reported as a bad callback, and not given back again.
-TEST(AeoSuites, SuiteHandedOutWithoutATableIsGivenBackAtOnce)
-{
-    FakeHost host;
-    host.tableless = {kAEGPCameraSuite, kPFWorldSuite};
-    {
-        AEO::ScopedSuite<AEGP_CameraSuite2> cameras(&host.basic);
-        EXPECT_EQ(cameras.get(), nullptr);
-        EXPECT_EQ(cameras.error(), PF_Err_BAD_CALLBACK_PARAM);
-        EXPECT_EQ(host.released, Names{kAEGPCameraSuite}) << "given back before the object goes";
-
-        AEO::SuiteSlot<PF_WorldSuite2> worlds(&host.basic);
-        EXPECT_EQ(worlds.get(), nullptr);
-        EXPECT_EQ(worlds.error(), PF_Err_BAD_CALLBACK_PARAM);
-        EXPECT_EQ(host.released, (Names{kAEGPCameraSuite, kPFWorldSuite}));
-    }
-    EXPECT_EQ(host.acquired, (Names{kAEGPCameraSuite, kPFWorldSuite}));
-    EXPECT_EQ(host.released, (Names{kAEGPCameraSuite, kPFWorldSuite})) << "each exactly once";
-}
-
-TEST(AeoValues, LayerItemAndCompositionValuesComeBackPlain)
+TEST(AeoValues, LayerItemAndCompositionValuesComeBackPlainOrAsDefaults)
 {
     FakeHost host;
     AEO::HostAccess access(&host.inData);
@@ -218,18 +209,14 @@ TEST(AeoValues, LayerItemAndCompositionValuesComeBackPlain)
 
     AEO::Composition comp(&host.inData, nullptr);
     EXPECT_EQ(comp.layerCount(), 3);
-}
 
-TEST(AeoValues, FailedItemDimensionsAreZeroAndRatioDefaultsToZeroOverOne)
-{
-    FakeHost host;
+    // Failed, the dimensions are zero and the ratio 0/1.
     host.nextError = kHostError;
-    AEO::Item item(&host.inData, nullptr);
-    EXPECT_EQ(item.width(), 0);
-    EXPECT_EQ(item.height(), 0);
-    const A_Ratio par = item.pixelAspectRatio();
-    EXPECT_EQ(par.num, 0);
-    EXPECT_EQ(par.den, 1u);
+    AEO::Item failed(&host.inData, nullptr);
+    EXPECT_EQ(failed.width(), 0);
+    EXPECT_EQ(failed.height(), 0);
+    EXPECT_EQ(failed.pixelAspectRatio().num, 0);
+    EXPECT_EQ(failed.pixelAspectRatio().den, 1u);
 }
 
 TEST(AeoOwnership, NewEffectWorldDisposesWhatItCreated)
@@ -256,13 +243,11 @@ TEST(AeoOwnership, NewEffectWorldDisposesWhatItCreated)
         EXPECT_EQ(world.bytesPerPixel(), 0);
     }
     EXPECT_EQ(host.calls, Names{"NewWorld"});
-}
 
-// A world the host made is given back even when a later call on the object failed: here the
-// pixel format cannot be read after the world was made.
-TEST(AeoOwnership, NewEffectWorldIsDisposedWithAnErrorPending)
-{
-    FakeHost host;
+    // A world the host made is given back even when a later call on the object failed: here
+    // the pixel format cannot be read after the world was made.
+    host.calls.clear();
+    host.released.clear();
     host.failingCall = "GetPixelFormat";
     host.failingError = kHostError;
     {
@@ -276,8 +261,9 @@ TEST(AeoOwnership, NewEffectWorldIsDisposedWithAnErrorPending)
     EXPECT_EQ(host.released, Names{kPFWorldSuite});
 }
 
-// Reading a handle's text locks it for the read and unlocks it again, whichever width.
-TEST(AeoOwnership, ReadingMemoryTextUnlocksWhatItLocked)
+// Reading a handle's text locks it for the read and unlocks it again, whichever width; the
+// handle is freed when the object goes, unless an error is pending.
+TEST(AeoOwnership, ReadingMemoryTextUnlocksWhatItLockedAndFreesTheHandle)
 {
     FakeHost host;
     const AEGP_MemHandle handle = reinterpret_cast<AEGP_MemHandle>(0x20);
@@ -294,14 +280,8 @@ TEST(AeoOwnership, ReadingMemoryTextUnlocksWhatItLocked)
     }
     EXPECT_EQ(host.freedHandles, 1);
     EXPECT_EQ(host.calls.back(), "FreeMemHandle") << "unlocked before it is freed";
-}
 
-TEST(AeoOwnership, MemoryFreesItsHandleOnlyWithoutPendingError)
-{
-    FakeHost host;
-    const AEGP_MemHandle handle = reinterpret_cast<AEGP_MemHandle>(0x20);
-    { AEO::Memory memory(&host.inData, handle); }
-    EXPECT_EQ(host.freedHandles, 1);
+    // With an error pending the handle is not freed.
     {
         AEO::Memory memory(&host.inData, handle);
         host.nextError = kHostError;
@@ -310,33 +290,28 @@ TEST(AeoOwnership, MemoryFreesItsHandleOnlyWithoutPendingError)
     EXPECT_EQ(host.freedHandles, 1);
 }
 
-struct FormatCase {
-    PF_PixelFormat format;
-    A_Err error;
-    PF_PixelFormat expectedFormat;
-    A_long bytesPerPixel;
-};
-void PrintTo(const FormatCase& c, std::ostream* os) { *os << "format " << c.format << " error " << c.error; }
-
-class AeoWorldFormat : public testing::TestWithParam<FormatCase> {};
-
-TEST_P(AeoWorldFormat, PixelFormatGivesBytesPerPixel)
+TEST(AeoWorldPixels, PixelFormatGivesBytesPerPixel)
 {
-    const FormatCase& c = GetParam();
-    FakeHost host;
-    host.worldFormat = c.format;
-    host.nextError = c.error;
-    AEO::EffectWorld world(&host.inData, PF_EffectWorld{});
-    EXPECT_EQ(world.pixelFormat(), c.expectedFormat) << "format " << c.format << " error " << c.error;
-    EXPECT_EQ(world.bytesPerPixel(), c.bytesPerPixel) << "format " << c.format << " error " << c.error;
+    struct Case {
+        PF_PixelFormat format;
+        A_Err error;
+        PF_PixelFormat expectedFormat;
+        A_long bytesPerPixel;
+    };
+    for (const Case& c : {Case{PF_PixelFormat_ARGB128, 0, PF_PixelFormat_ARGB128, 16},
+                          Case{PF_PixelFormat_ARGB64, 0, PF_PixelFormat_ARGB64, 8},
+                          Case{PF_PixelFormat_ARGB32, 0, PF_PixelFormat_ARGB32, 4},
+                          Case{PF_PixelFormat_BGRA32, 0, PF_PixelFormat_BGRA32, 0},
+                          Case{PF_PixelFormat_ARGB128, kHostError, PF_PixelFormat_INVALID, 0}}) {
+        SCOPED_TRACE("format " + std::to_string(c.format) + " error " + std::to_string(c.error));
+        FakeHost host;
+        host.worldFormat = c.format;
+        host.nextError = c.error;
+        AEO::EffectWorld world(&host.inData, PF_EffectWorld{});
+        EXPECT_EQ(world.pixelFormat(), c.expectedFormat);
+        EXPECT_EQ(world.bytesPerPixel(), c.bytesPerPixel);
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Formats, AeoWorldFormat, testing::Values(
-    FormatCase{PF_PixelFormat_ARGB128, 0, PF_PixelFormat_ARGB128, 16},
-    FormatCase{PF_PixelFormat_ARGB64, 0, PF_PixelFormat_ARGB64, 8},
-    FormatCase{PF_PixelFormat_ARGB32, 0, PF_PixelFormat_ARGB32, 4},
-    FormatCase{PF_PixelFormat_BGRA32, 0, PF_PixelFormat_BGRA32, 0},
-    FormatCase{PF_PixelFormat_ARGB128, kHostError, PF_PixelFormat_INVALID, 0}));
 
 TEST(AeoWorldPixels, PixelColourScalesEachDepthToOne)
 {

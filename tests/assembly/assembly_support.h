@@ -44,65 +44,44 @@ struct WorldShape {
     bool hasPixels = false;
 };
 
+// The context's fields that a snapshot keeps as they are, with the context's own types.
+#define ASMTEST_PLAIN_FIELDS(X)                                                                                   \
+    X(downsampleX) X(downsampleY) X(pixelAspect) X(sphereToWorld) X(worldToSphere) X(radius) X(radiusSq)          \
+    X(invRadius) X(invRadiusSq) X(openInverted) X(slideTurns) X(textureWidth) X(textureHeight) X(pixelFormat)     \
+    X(viewCenterX) X(viewCenterY) X(viewPlaneZ) X(cameraToWorld) X(cameraToSphere) X(showPivot) X(openScale)      \
+    X(fixedPointU) X(fixedPointV) X(falloffMode) X(falloffRadius) X(falloffDistance) X(selfShadow)               \
+    X(lightTransmission) X(emit) X(ambient) X(diffuse) X(specular) X(shininess) X(metal) X(reflectionIntensity)   \
+    X(reflectionRolloff) X(cameraQuadric) X(renderSide) X(depthOfFieldMode) X(perspective) X(depthOfFieldActive) \
+    X(focusDistance) X(blurScale) X(sharpnessFactor) X(depthCompositeMode) X(depthRange) X(startDepth) X(fogColor)
+
 struct ContextSnapshot {
+#define ASMTEST_DECLARE(field) decltype(RenderContext::field) field{};
+    ASMTEST_PLAIN_FIELDS(ASMTEST_DECLARE)
+#undef ASMTEST_DECLARE
     const void* address = nullptr;
     A_long iterations = 0;
-    double downsampleX = 0, downsampleY = 0, pixelAspect = 0;
-    Matrix4 sphereToWorld, worldToSphere;
-    Vec4 radius, radiusSq, invRadius, invRadiusSq;
-    bool openInverted = false;
-    double slideTurns = 0;
     WorldShape texture, reflection, output;
-    double textureWidth = 0, textureHeight = 0;
-    PF_PixelFormat pixelFormat = 0;
-    float viewCenterX = 0, viewCenterY = 0, viewPlaneZ = 0;
-    Matrix4 cameraToWorld, cameraToSphere;
-    bool showPivot = false;
-    double openScale = 0, fixedPointU = 0, fixedPointV = 0;
     A_long lightCapacity = 0;
     std::vector<LightSnapshot> lights;
-    A_u_long falloffMode = 0;
-    double falloffRadius = 0, falloffDistance = 0;
-    bool selfShadow = false;
-    float lightTransmission = 0, emit = 0, ambient = 0, diffuse = 0, specular = 0, shininess = 0, metal = 0;
-    float reflectionIntensity = 0, reflectionRolloff = 0;
     std::array<double, 3> cameraOrigin{};
-    double cameraQuadric = 0;
-    A_u_long renderSide = 0, depthOfFieldMode = 0;
-    bool perspective = false, depthOfFieldActive = false;
-    double focusDistance = 0, blurScale = 0;
     std::array<bool, 4> passWorldsSet{};
-    double sharpnessFactor = 0;
-    A_u_long depthCompositeMode = 0;
-    double depthRange = 0, startDepth = 0;
-    Colour fogColor;
 };
 
 inline std::array<float, 4> argbOf(const Colour& c) { return {c.alpha, c.red, c.green, c.blue}; }
 inline std::array<float, 4> argbOf(const Vec4& c) { return {c.x, c.y, c.z, c.w}; }
 
-inline WorldShape shapeOf(const PF_EffectWorld& w)
-{
-    return {w.width, w.height, w.rowbytes, w.data != nullptr};
-}
+inline WorldShape shapeOf(const PF_EffectWorld& w) { return {w.width, w.height, w.rowbytes, w.data != nullptr}; }
 
 inline ContextSnapshot snapshot(const RenderContext& c, A_long iterations)
 {
     ContextSnapshot s;
+#define ASMTEST_COPY(field) s.field = c.field;
+    ASMTEST_PLAIN_FIELDS(ASMTEST_COPY)
+#undef ASMTEST_COPY
     s.address = &c;
     s.iterations = iterations;
-    s.downsampleX = c.downsampleX, s.downsampleY = c.downsampleY, s.pixelAspect = c.pixelAspect;
-    s.sphereToWorld = c.sphereToWorld, s.worldToSphere = c.worldToSphere;
-    s.radius = c.radius, s.radiusSq = c.radiusSq, s.invRadius = c.invRadius, s.invRadiusSq = c.invRadiusSq;
-    s.openInverted = c.openInverted, s.slideTurns = c.slideTurns;
     s.texture = shapeOf(c.textureWorld), s.reflection = shapeOf(c.reflectionWorld);
-    if (c.outputWorld)
-        s.output = shapeOf(*c.outputWorld);
-    s.textureWidth = c.textureWidth, s.textureHeight = c.textureHeight, s.pixelFormat = c.pixelFormat;
-    s.viewCenterX = c.viewCenterX, s.viewCenterY = c.viewCenterY, s.viewPlaneZ = c.viewPlaneZ;
-    s.cameraToWorld = c.cameraToWorld, s.cameraToSphere = c.cameraToSphere;
-    s.showPivot = c.showPivot, s.openScale = c.openScale;
-    s.fixedPointU = c.fixedPointU, s.fixedPointV = c.fixedPointV;
+    s.output = c.outputWorld ? shapeOf(*c.outputWorld) : WorldShape{};
     s.lightCapacity = c.lights.capacity;
     for (A_long i = 0; i < c.lights.count; ++i) {
         const LightRecord& r = *c.lights.items[i];
@@ -112,19 +91,8 @@ inline ContextSnapshot snapshot(const RenderContext& c, A_long iterations)
         l.shadowDarkness = r.shadowDarkness, l.shadowDiffusion = r.shadowDiffusion, l.castsShadows = r.castsShadows;
         s.lights.push_back(l);
     }
-    s.falloffMode = c.falloffMode, s.falloffRadius = c.falloffRadius, s.falloffDistance = c.falloffDistance;
-    s.selfShadow = c.selfShadow, s.lightTransmission = c.lightTransmission, s.emit = c.emit;
-    s.ambient = c.ambient, s.diffuse = c.diffuse, s.specular = c.specular, s.shininess = c.shininess;
-    s.metal = c.metal, s.reflectionIntensity = c.reflectionIntensity, s.reflectionRolloff = c.reflectionRolloff;
     s.cameraOrigin = {c.cameraOrigin[0], c.cameraOrigin[1], c.cameraOrigin[2]};
-    s.cameraQuadric = c.cameraQuadric;
-    s.renderSide = c.renderSide, s.depthOfFieldMode = c.depthOfFieldMode;
-    s.perspective = c.perspective, s.depthOfFieldActive = c.depthOfFieldActive;
-    s.focusDistance = c.focusDistance, s.blurScale = c.blurScale;
-    for (int i = 0; i < 4; ++i)
-        s.passWorldsSet[i] = c.passWorlds[i] != nullptr;
-    s.sharpnessFactor = c.sharpnessFactor, s.depthCompositeMode = c.depthCompositeMode;
-    s.depthRange = c.depthRange, s.startDepth = c.startDepth, s.fogColor = c.fogColor;
+    for (int i = 0; i < 4; ++i) s.passWorldsSet[i] = c.passWorlds[i] != nullptr;
     return s;
 }
 
@@ -140,17 +108,12 @@ struct SceneSetup {
     std::function<void(orbhost::Scene&)> edit;   // changes the scene text cannot express
 };
 
-// An unrotated sphere of radius 40 in the middle of the default composition.
-inline std::map<std::string, std::string> baseParams()
-{
-    return {{"Rotation X", "0"}, {"Rotation Y", "0"}, {"Rotation Z", "0"}, {"Radius", "40"},
-            {"Position XY", "[80, 60]"}, {"Position Z", "0"}, {"Use Composition Camera", "true"}};
-}
-
+// An unrotated sphere of radius 40 in the middle of the default composition, changed by `params`.
 inline SceneSetup sceneWith(std::map<std::string, std::string> params, std::string layers = "")
 {
     SceneSetup setup;
-    setup.params = baseParams();
+    setup.params = {{"Rotation X", "0"}, {"Rotation Y", "0"}, {"Rotation Z", "0"}, {"Radius", "40"},
+                    {"Position XY", "[80, 60]"}, {"Position Z", "0"}, {"Use Composition Camera", "true"}};
     for (auto& [name, value] : params)
         setup.params[name] = value;
     setup.layers = std::move(layers);

@@ -22,17 +22,8 @@ std::vector<LightLayer> twentyLights()
     const std::string types[] = {"parallel", "spot", "point", "ambient"};
     std::vector<LightLayer> lights;
     for (int i = 0; i < 20; ++i) {
-        LightLayer l{types[i % 4],
-                     {10.0 + 7 * i, 20.0 + 3 * i - 40, -50.0 - 10 * i},
-                     {i / 20.0, 0.5, 1 - i / 20.0},
-                     i == 5 ? -20.0 : 50.0 + 10 * i,
-                     30.0 + 7 * i,
-                     5.0 * i,
-                     i * 5.0,
-                     i * 1.5,
-                     i % 3 == 0,
-                     "",
-                     true};
+        LightLayer l{types[i % 4], {10.0 + 7 * i, 20.0 + 3 * i - 40, -50.0 - 10 * i}, {i / 20.0, 0.5, 1 - i / 20.0},
+                     i == 5 ? -20.0 : 50.0 + 10 * i, 30.0 + 7 * i, 5.0 * i, i * 5.0, i * 1.5, i % 3 == 0, "", true};
         lights.push_back(l);
     }
     // Present exactly at the in point; absent from the out point on; switched off; not yet in.
@@ -102,9 +93,8 @@ TEST_F(AssemblyTest, TwentyLightsBecomeRecordsInLayerOrder)
             expectNear(row(got.lightToSphere, 2), aim, what + ": direction", 1e-4);
         }
         EXPECT_FLOAT_EQ(got.argb[0], 1.0f) << what << ": alpha";
-        EXPECT_NEAR(got.argb[1], l.color[0], 1e-6) << what << ": red";
-        EXPECT_NEAR(got.argb[2], l.color[1], 1e-6) << what << ": green";
-        EXPECT_NEAR(got.argb[3], l.color[2], 1e-6) << what << ": blue";
+        for (int ch = 0; ch < 3; ++ch)
+            EXPECT_NEAR(got.argb[ch + 1], l.color[ch], 1e-6) << what << ": colour channel " << ch;
         EXPECT_NEAR(got.intensity, l.intensity / 100, 1e-9) << what;
         EXPECT_NEAR(got.cosHalfCone, std::cos(l.coneAngle / 2 * kPi / 180), 1e-9) << what;
         EXPECT_NEAR(got.coneFeather, l.coneFeather / 100, 1e-9) << what;
@@ -127,25 +117,18 @@ TEST_F(AssemblyTest, NoLightsLeaveAnEmptyList)
     EXPECT_EQ(r.handleAttempts, 1) << "only the silhouette bounds' rows";
 }
 
-TEST_F(AssemblyTest, ANinetyDegreeConeHasAHalfAngleOfFortyFive)
-{
-    const Rendered r = renderScene(sceneWith(
-        {}, R"({ "name": "Spot", "type": "light", "light": { "type": "spot", "coneAngle": 90 } },)"));
-    ASSERT_EQ(r.result, PF_Err_NONE);
-    ASSERT_EQ(r.ctx().lights.size(), 1u);
-    EXPECT_NEAR(r.ctx().lights[0].cosHalfCone, std::sqrt(0.5), 1e-9);
-}
-
 // Presence is judged at composition time, not at the time of the effect's own layer: with
-// that layer starting at 0.5 s, a light whose in point is 1 s is present at 1 s.
+// that layer starting at 0.5 s, a light whose in point is 1 s is present at 1 s. Its cone of
+// 90° has a half angle of 45°.
 TEST_F(AssemblyTest, LightsAreJudgedAtCompositionTime)
 {
     SceneSetup setup = sceneWith(
-        {}, R"({ "name": "Late", "type": "light", "in": 1, "light": { "type": "point", "intensity": 40 } },
+        {}, R"({ "name": "Late", "type": "light", "in": 1, "light": { "type": "spot", "intensity": 40, "coneAngle": 90 } },
                { "name": "Gone", "type": "light", "duration": 1, "light": { "type": "point", "intensity": 60 } },)");
     setup.sphereKeys = R"(, "in": 0.5)";
     const Rendered r = renderScene(setup, {1.0, 8, 1, 1});
     ASSERT_EQ(r.result, PF_Err_NONE);
     ASSERT_EQ(r.ctx().lights.size(), 1u);
     EXPECT_NEAR(r.ctx().lights[0].intensity, 0.4, 1e-9);
+    EXPECT_NEAR(r.ctx().lights[0].cosHalfCone, std::sqrt(0.5), 1e-9);
 }

@@ -1,5 +1,8 @@
-// Broken scenes and options a user gets wrong or uses to break the render: exit code 2 (or 1 for a
-// render that fails), nothing written, and a message that points at the file and the place in it.
+// Broken scenes, damaged images and options a user gets wrong or uses to break the render: exit
+// code 2 (or 1 for a render that fails), nothing written, and a message that points at the file
+// and the place in it. The full range of scene mistakes is the scene tests' table; here are the
+// ones only a bound effect finds, and how the program reports any of them. The options table
+// also holds the fault plans and hostile-host options, as a user gives them.
 #include "cli/cli_scene.h"
 
 #include <OpenImageIO/imagebuf.h>
@@ -8,14 +11,13 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <tuple>
 
 namespace orbhost::testing {
 namespace {
 
 struct BrokenScene {
     const char* name;
-    const char* from;  // text of the example scene ...
+    const char* from;  // text of the example scene (with a camera and a light added) ...
     const char* to;    // ... and what it is replaced with
     const char* place;    // JSON pointer expected in the message ("" for malformed JSON)
     const char* problem;  // words expected in the message
@@ -26,10 +28,13 @@ void PrintTo(const BrokenScene& c, std::ostream* os) { *os << c.name; }
 
 class BrokenSceneTest : public ::testing::TestWithParam<BrokenScene> {};
 
-TEST_P(BrokenSceneTest, ExitsTwoWritesNothingAndNamesThePlace)
+TEST_P(BrokenSceneTest, ExitsTwoWritesNothingAndNamesThePlaceInOneLine)
 {
     const BrokenScene& c = GetParam();
-    const std::string scene = withEdit(basicSceneText(), c.from, c.to);
+    const std::string scene = withEdit(withEdit(basicSceneText(), "\"layers\": [",
+                                                "\"layers\": [ { \"name\": \"Cam\", \"type\": \"camera\" }, "
+                                                "{ \"name\": \"Lamp\", \"type\": \"light\" },"),
+                                       c.from, c.to);
     const SceneFolder folder(scene);
     const ProgramResult run = folder.render({"-o", folder.file("out.png")});
     SCOPED_TRACE(run.transcript());
@@ -54,48 +59,23 @@ INSTANTIATE_TEST_SUITE_P(
     Cli, BrokenSceneTest,
     ::testing::Values(
         BrokenScene{"malformed_json", "\"Radius\": 150,", "\"Radius\": 150,,", "", "malformed JSON"},
-        // Composition descriptions.
-        BrokenScene{"unknown_light_type", "\"layers\": [",
-                    "\"layers\": [ { \"name\": \"L\", \"type\": \"light\", \"light\": { \"type\": \"laser\" } },",
-                    "/layers/0/light/type", "laser"},
-        BrokenScene{"camera_zoom_zero", "\"layers\": [",
-                    "\"layers\": [ { \"name\": \"C\", \"type\": \"camera\", \"camera\": { \"zoom\": 0 } },",
-                    "/layers/0/camera/zoom", "0"},
-        BrokenScene{"parent_cycle", "\"type\": \"solid\",", "\"type\": \"solid\", \"parent\": \"Sphere\",",
-                    "/layers/0/parent", "Sphere"},
-        BrokenScene{"parent_names_no_layer", "\"type\": \"solid\",", "\"type\": \"solid\", \"parent\": \"Nobody\",",
-                    "/layers/0/parent", "Nobody"},
-        BrokenScene{"unknown_top_level_key", "\"render\":", "\"rendr\":", "/rendr", "unknown key 'rendr'"},
-        BrokenScene{"unknown_parameter", "\"Radius\":", "\"Radiuss\":", "/effect/params/Radiuss", "Radiuss"},
-        BrokenScene{"parameter_of_wrong_type", "\"Radius\": 150", "\"Radius\": \"big\"", "/effect/params/Radius",
-                    "big"},
-        BrokenScene{"radius_below_range", "\"Radius\": 150", "\"Radius\": -5", "/effect/params/Radius", "-5"},
-        BrokenScene{"popup_choice_out_of_range", "\"Specular\": 30", "\"Render Side\": 7",
-                    "/effect/params/Render Side", "7"},
-        BrokenScene{"missing_texture_file", ORBULON_SOURCE_DIR "/scenes/textures/grid.pam", "missing.png", "/layers/1/file",
-                    "missing.png"},
-        BrokenScene{"effect_on_unknown_layer", "\"layer\": \"Sphere\"", "\"layer\": \"Spehre\"", "/effect/layer",
-                    "Spehre"},
-        BrokenScene{"texture_names_no_layer", "\"Texture\": \"UV Grid\"", "\"Texture\": \"Nowhere\"",
-                    "/effect/params/Texture", "Nowhere"},
         // A near miss is offered the closest registered name; a far one is offered nothing.
         BrokenScene{"unknown_parameter_suggestion", "\"Radius\":", "\"Raduis\":", "/effect/params/Raduis",
                     "unknown parameter \"Raduis\" (did you mean \"Radius\"?)"},
         BrokenScene{"unknown_parameter_no_suggestion", "\"Radius\":", "\"Qwxzvbnmkj\":",
                     "/effect/params/Qwxzvbnmkj", "Qwxzvbnmkj", "did you mean"},
-        BrokenScene{"duplicate_key", "\"Radius\": 150,", "\"Radius\": 150, \"Radius\": 20,", "/effect/params/Radius",
-                    "appears twice"},
-        // The pointer, not the JSON library's own text.
-        BrokenScene{"number_overflow", "\"Radius\": 150", "\"Radius\": 1e999", "/effect/params/Radius", "",
-                    "[json.exception"},
-        // One short line, not the rest of the file.
-        BrokenScene{"open_comment", "\"Radius\": 150,", "\"Radius\": 150, /* unfinished", "",
-                    "comment is never closed", "Use Composition Camera"}),
+        // Reflection Map, Control Layer and Texture need a layer with pixels.
+        BrokenScene{"reflection_map_on_a_light", "\"Radius\": 150", "\"Radius\": 150, \"Reflection Map\": \"Lamp\"",
+                    "/effect/params/Reflection Map", "\"Reflection Map\" needs a layer with pixels; \"Lamp\" is a light"},
+        BrokenScene{"control_layer_on_a_camera", "\"Radius\": 150", "\"Radius\": 150, \"Control Layer\": \"Cam\"",
+                    "/effect/params/Control Layer", "\"Control Layer\" needs a layer with pixels; \"Cam\" is a camera"},
+        BrokenScene{"texture_on_a_camera", "\"Texture\": \"UV Grid\"", "\"Texture\": \"Cam\"", "/effect/params/Texture",
+                    "\"Texture\" needs a layer with pixels; \"Cam\" is a camera"}),
     [](const auto& info) { return std::string(info.param.name); });
 
 // An image the scene names that cannot be decoded is a bad scene, found before the first frame:
 // one message naming the scene, the layer and the file, in the program's words (never the
-// decoding library's own output), with -q as without, and no frame written.
+// decoding library's own output), and no frame written.
 struct DamagedImage {
     const char* name;
     const char* file;  // the texture, written as a noisy 256x128 image, then ...
@@ -124,19 +104,15 @@ TEST_P(DamagedImageTest, ExitsTwoBeforeAnyFrameNamingSceneLayerAndFile)
 
     const std::string message = "orbulon-render: " + folder.scene() + ": /layers/1/file: cannot read image '";
     const std::string fileAndLayer = c.file + std::string("' of layer \"UV Grid\": ");
-    for (const std::vector<std::string>& quiet : {std::vector<std::string>{}, {"-q"}}) {
-        std::vector<std::string> args{folder.scene(), "--frames", "0:2", "-o", folder.file("f_####.png")};
-        args.insert(args.end(), quiet.begin(), quiet.end());
-        const ProgramResult run = runProgram(args);
-        SCOPED_TRACE(run.transcript());
-        EXPECT_EQ(run.exitCode, 2);
-        EXPECT_EQ(run.err.rfind(message, 0), 0u);
-        EXPECT_NE(run.err.find(fileAndLayer), std::string::npos);
-        EXPECT_NE(run.err.find(c.problem), std::string::npos);
-        EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1);
-        using std::filesystem::directory_iterator;
-        EXPECT_EQ(std::distance(directory_iterator(folder.path()), directory_iterator{}), 2) << "a frame was written";
-    }
+    const ProgramResult run = runProgram({folder.scene(), "--frames", "0:2", "-o", folder.file("f_####.png")});
+    SCOPED_TRACE(run.transcript());
+    EXPECT_EQ(run.exitCode, 2);
+    EXPECT_EQ(run.err.rfind(message, 0), 0u);
+    EXPECT_NE(run.err.find(fileAndLayer), std::string::npos);
+    EXPECT_NE(run.err.find(c.problem), std::string::npos);
+    EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1);
+    using std::filesystem::directory_iterator;
+    EXPECT_EQ(std::distance(directory_iterator(folder.path()), directory_iterator{}), 2) << "a frame was written";
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -149,31 +125,6 @@ INSTANTIATE_TEST_SUITE_P(
                       DamagedImage{"empty_file", "tex.tif", 0.0, false, "cannot read the image"}),
     [](const auto& info) { return std::string(info.param.name); });
 
-// Reflection Map, Control Layer and Texture need a layer with pixels, not a camera or a light.
-TEST(LayerParameterKinds, ReflectionMapOrControlLayerNamingACameraOrLightIsRefused)
-{
-    const std::string scene = withEdit(basicSceneText(), "\"layers\": [",
-                                       "\"layers\": [ { \"name\": \"Cam\", \"type\": \"camera\" }, "
-                                       "{ \"name\": \"Lamp\", \"type\": \"light\" },");
-    for (const auto& [param, layer, kind] : {std::tuple{"Reflection Map", "Lamp", "a light"},
-                                              std::tuple{"Control Layer", "Cam", "a camera"},
-                                              std::tuple{"Texture", "Cam", "a camera"}}) {
-        SCOPED_TRACE(param);
-        const std::string assignment = "\"" + std::string(param) + "\": \"" + layer + "\"";
-        const SceneFolder folder(std::string(param) == "Texture"
-                                     ? withEdit(scene, "\"Texture\": \"UV Grid\"", assignment)
-                                     : withEdit(scene, "\"Radius\": 150", "\"Radius\": 150, " + assignment));
-        const ProgramResult run = folder.render({"-o", folder.file("out.png")});
-        SCOPED_TRACE(run.transcript());
-        EXPECT_EQ(run.exitCode, 2);
-        EXPECT_FALSE(std::filesystem::exists(folder.file("out.png")));
-        EXPECT_EQ(run.err.rfind("orbulon-render: " + folder.scene() + ": /effect/params/" + param + ": ", 0), 0u);
-        EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1);
-        EXPECT_NE(run.err.find("\"" + std::string(param) + "\" needs a layer with pixels; \"" + layer + "\" is " + kind),
-                  std::string::npos);
-    }
-}
-
 class OptionTest : public ::testing::TestWithParam<OptionCase> {};
 
 TEST_P(OptionTest, ExitsAndSaysAsExpected)
@@ -185,15 +136,17 @@ INSTANTIATE_TEST_SUITE_P(
     Cli, OptionTest,
     ::testing::Values(
         // Usage errors: exit 2 before anything renders.
+        OptionCase{"unknown_option", {"--no-such-option"}, 2, {"--no-such-option"}},
         OptionCase{"bit_depth_12", {"--bit-depth", "12"}, 2, {"--bit-depth"}},
-        OptionCase{"frames_backwards", {"--frames", "5:2"}, 2, {"--frames 5:2"}, "", "out_####.png"},
-        OptionCase{"frames_without_pattern", {"--frames", "0:2"}, 2, {"numbered output name"}},
         OptionCase{"unknown_fault_kind", {"--fail", "nonsense:1"}, 2, {"nonsense:1"}},
         OptionCase{"downsample_too_large", {"--downsample", "17"}, 2, {"--downsample 17"}},
         OptionCase{"downsample_with_junk", {"--downsample", "2x"}, 2, {"--downsample 2x"}},
         OptionCase{"unwritable_format", {}, 2, {"cannot write '.bmp' files"}, "", "out.bmp"},
         OptionCase{"negative_thread_count", {"--threads=-2"}, 2, {"--threads"}},
         OptionCase{"max_memory_unreadable", {"--max-memory", "lots"}, 2, {"--max-memory lots"}},
+        OptionCase{"host_version_without_minor", {"--host-version", "13"}, 2, {"--host-version 13:"}},
+        OptionCase{"host_version_three_parts", {"--host-version", "13.2.1"}, 2, {"--host-version 13.2.1"}},
+        OptionCase{"host_version_too_large", {"--host-version", "13.99999"}, 2, {"--host-version 13.99999"}},
         // Every output is checked before the first frame, the statistics file too.
         OptionCase{"stats_json_in_a_file", {"--stats-json", "/dev/null/stats.json"}, 2,
                    {"/dev/null: cannot create the output folder"}},
@@ -202,21 +155,58 @@ INSTANTIATE_TEST_SUITE_P(
                    {"--fail-suite", "AEGP Utilty Suite"},
                    2,
                    {"orbulon-render: --fail-suite \"AEGP Utilty Suite\": the host serves no suite", "AEGP Utility Suite"}},
-        // Render failures: exit 1, nothing written; effect errors print with their names.
+        // Render failures: exit 1, nothing written; effect errors print with their names, and
+        // --quiet never silences them.
         OptionCase{"utility_suite_refused", {"--fail-suite", "AEGP Utility Suite"}, 1,
                    {"bad callback parameter (516)"}, "error 516"},
         OptionCase{"third_add_param_fails", {"--fail", "add_param:3"}, 1, {"PARAMS_SETUP"}},
+        OptionCase{"quiet_failure_still_says_so", {"--quiet", "--fail", "add_param:3"}, 1, {"PARAMS_SETUP"}},
         OptionCase{"module_missing", {"--module", "/nonexistent.so"}, 1, {"/nonexistent.so"}},
-        // Options that render.
+        // Options that render; a failing UI update is a warning, which --quiet silences.
         OptionCase{"threads_zero_is_one_per_core", {"--threads", "0", "--downsample", "4"}, 0, {}},
-        OptionCase{"max_memory_above_the_frame", {"--frame", "0", "--max-memory", "1G"}, 0, {}}),
+        OptionCase{"max_memory_above_the_frame", {"--frame", "0", "--max-memory", "1G"}, 0, {}},
+        OptionCase{"ui_failure_warns", {"--fail", "param_ui:1"}, 0,
+                   {"orbulon-render: warning: UPDATE_PARAMS_UI failed: out of memory (4)"}, "never fired"},
+        OptionCase{"quiet_ui_failure", {"-q", "--fail", "param_ui:1"}, 0, {}, "orbulon-render"},
+        // Progress lines: --quiet and --progress decide.
+        OptionCase{"quiet_has_no_progress", {"-q"}, 0, {}, "progress"},
+        OptionCase{"progress_off", {"--progress", "off"}, 0, {}, "progress"},
+        OptionCase{"progress_lines_despite_quiet", {"-q", "--progress", "lines"}, 0, {"orbulon-render: progress frame=0 "}},
+        // A plan that did not act says so: a test that relies on a fault must not pass because
+        // the fault never happened.
+        OptionCase{"faults_that_never_fired",
+                   {"--fail", "world:100000", "--fail-suite", "AEGP Layer Mask Suite"},
+                   0,
+                   {"warning: --fail world:100000 never fired: only ",
+                    " world creations were made\n",
+                    "warning: --fail-suite \"AEGP Layer Mask Suite\" never fired: the effect never asked for that suite"}},
+        // The hostile-host options as a user gives them (what the effect makes of each is the
+        // hostile tests' concern).
+        OptionCase{"null_iterate", {"--null", "utils.iterate_generic"}, 1, {"SMART_RENDER failed"}},
+        OptionCase{"null_output", {"--null", "output"}, 1, {"SMART_RENDER failed"}},
+        OptionCase{"null_unknown", {"--null", "in_data.nothing"}, 2, {"expected one of in_data.utils"}},
+        OptionCase{"old_world_suite", {"--old-suite", "PF World Suite:1"}, 1, {"SMART_RENDER failed"}},
+        OptionCase{"old_suite_never_asked", {"--old-suite", "AEGP Utility Suite:11"}, 0, {"never fired"}},
+        OptionCase{"old_suite_malformed", {"--old-suite", "PF World Suite"}, 2, {"expected NAME:VERSION"}},
+        OptionCase{"rows_off_pixel", {"--row-bytes", "off-pixel"}, 0, {}},
+        OptionCase{"rows_wide", {"--row-bytes", "wide"}, 0, {}},
+        OptionCase{"rows_unknown", {"--row-bytes", "odd"}, 2, {"expected padded, off-pixel or wide"}},
+        OptionCase{"layer_world_fails", {"--fail", "host_world:1"}, 1, {"out of memory"}},
+        OptionCase{"junk_checkout_never_fired", {"--fail", "junk_checkout:100000"}, 0, {"never fired"}}),
     caseName);
 
-TEST(CliUsage, NoSceneAndNoOutputExitsTwo)
+// A value outside its parameter's range is refused unless --unclamped-params passes it on; a
+// frame estimated to need more memory than --max-memory allows is refused before rendering.
+TEST(CliSceneLimits, OutOfRangeValuesAndOversizedFrames)
 {
-    const ProgramResult run = runProgram({});
-    EXPECT_EQ(run.exitCode, 2) << run.transcript();
-    EXPECT_FALSE(run.err.empty()) << run.transcript();
+    const SceneFolder outOfRange(withEdit(basicSceneText(), "\"Specular\": 30", "\"Specular\": 250"));
+    expectOptionRun(outOfRange, {"out_of_range", {}, 2, {"/effect/params/Specular: ", "is outside its range"}});
+    expectOptionRun(outOfRange, {"unclamped", {"--unclamped-params"}, 0, {}});
+
+    const SceneFolder huge(
+        withEdit(basicSceneText(), "\"width\": 640, \"height\": 360", "\"width\": 30000, \"height\": 30000"));
+    expectOptionRun(huge, {"oversized", {"--frame", "0", "--max-memory", "2G"}, 1,
+                           {"a frame needs about ", "more than --max-memory 2.0 GiB", "30000x30000"}});
 }
 
 }  // namespace

@@ -89,7 +89,7 @@ public:
 };
 
 // A run of the example scene as "SCENE -o FOLDER/output ARGS...", what it must end with and what
-// its messages must and must not hold.
+// its messages, each starting with the program's name, must and must not hold.
 struct OptionCase {
     const char* name;
     std::vector<std::string> args;
@@ -112,6 +112,9 @@ inline ProgramResult expectOptionRun(const SceneFolder& folder, const OptionCase
     EXPECT_EQ(run.exitCode, c.exitCode);
     for (const std::string& words : c.inStderr)
         EXPECT_NE(run.err.find(words), std::string::npos) << words;
+    std::istringstream lines(run.err);
+    for (std::string line; std::getline(lines, line);)
+        EXPECT_TRUE(line.starts_with("orbulon-render: ")) << "every message names the program: " << line;
     if (*c.notInStderr) {
         EXPECT_EQ(run.err.find(c.notInStderr), std::string::npos) << c.notInStderr;
     }

@@ -1,5 +1,5 @@
-// The command-line habits of orbulon-render: message prefix, --version, --quiet, --threads 0,
-// the progress line, named error codes, the --describe table and exit codes.
+// The command-line habits of orbulon-render: --version, --help, --about, the --describe table,
+// the progress lines, a scene on standard input, --skip-existing, --stats and --ui-state.
 #include "cli/cli_scene.h"
 
 #include <gtest/gtest.h>
@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <regex>
 #include <sstream>
 #include <sys/wait.h>
@@ -25,74 +24,63 @@ std::vector<std::string> linesOf(const std::string& text)
     return lines;
 }
 
-// Every line of standard error starts with the program's name.
-void expectPrefixedMessages(const ProgramResult& run)
+TEST(CliInformation, VersionHelpAboutAndMissingArguments)
 {
-    EXPECT_FALSE(run.err.empty()) << run.transcript();
-    for (const std::string& line : linesOf(run.err))
-        EXPECT_EQ(line.rfind("orbulon-render: ", 0), 0u) << line << '\n' << run.transcript();
-}
-
-// Message prefix
-
-TEST(CliMessages, EveryErrorStartsWithTheProgramName)
-{
-    const SceneFolder folder;
-    folder.write("broken.json", withEdit(basicSceneText(), "\"Radius\": 150", "\"Radius\": \"big\""));
-    const std::string scene = folder.scene(), out = folder.file("out.png");
-    const std::vector<std::vector<std::string>> cases{
-        {scene, "-o", out, "--no-such-option"},
-        {scene, "-o", out, "--bit-depth", "12"},
-        {scene},
-        {},
-        {scene, "-o", out, "--fail", "nonsense:1"},
-        {folder.file("broken.json"), "-o", out},
-        {folder.file("missing.json"), "-o", out},
-        {scene, "-o", out, "--module", "/nonexistent.so"},
-        {scene, "-o", out, "--fail", "add_param:3"},
+    struct Case {
+        std::vector<std::string> args;
+        int exitCode;
+        const char* outStarts;  // what standard output starts with
+        const char* errHas;     // "" for an empty standard error
     };
-    for (const auto& args : cases) {
-        const ProgramResult run = runProgram(args);
-        EXPECT_NE(run.exitCode, 0) << run.transcript();
-        expectPrefixedMessages(run);
+    for (const Case& c : {Case{{"--version"}, 0, "orbulon-render " ORBULON_VERSION_TEXT, ""},
+                          Case{{"--help"}, 0, "Renders a scene", ""},
+                          Case{{"--about"}, 0, "Orbulon, v1.1.5\nCustom lens blur plugin for After Effects.\n", ""},
+                          // Posing as Premiere Pro the effect has no about text.
+                          Case{{"--about", "--app", "premiere"}, 0, "", ""},
+                          Case{{}, 2, "", "orbulon-render: give a scene and -o OUTPUT"},
+                          Case{{ORBULON_SOURCE_DIR "/scenes/basic.json"}, 2, "", "orbulon-render: give a scene"}}) {
+        const ProgramResult run = runProgram(c.args);
+        SCOPED_TRACE(run.transcript());
+        EXPECT_EQ(run.exitCode, c.exitCode);
+        EXPECT_EQ(run.out.rfind(c.outStarts, 0), 0u);
+        if (!*c.outStarts) {
+            EXPECT_EQ(run.out, "");
+        }
+        if (*c.errHas) {
+            EXPECT_EQ(run.err.rfind(c.errHas, 0), 0u);
+        } else {
+            EXPECT_EQ(run.err, "");
+        }
     }
 }
 
-TEST(CliMessages, WarningsStartWithTheProgramName)
+// The property list, then one row per parameter, each column as wide as its widest cell (so the
+// rows below line up only if every row does); group members are indented and open range ends
+// read "any".
+TEST(CliDescribe, PrintsThePropertyListAndAnAlignedParameterTable)
 {
-    const SceneFolder folder;
-    const ProgramResult run =
-        folder.render({"-o", folder.file("out.png"), "--fail", "param_ui:1"});
+    const ProgramResult run = runProgram({"--describe"});
     ASSERT_EQ(run.exitCode, 0) << run.transcript();
-    expectPrefixedMessages(run);
-    EXPECT_NE(run.err.find("warning: "), std::string::npos) << run.transcript();
-}
-
-// --version
-
-TEST(CliVersion, PrintsTheVersionAndExitsZero)
-{
-    const ProgramResult run = runProgram({"--version"});
-    EXPECT_EQ(run.exitCode, 0) << run.transcript();
-    EXPECT_EQ(run.out.rfind("orbulon-render " ORBULON_VERSION_TEXT, 0), 0u) << run.transcript();
-    EXPECT_EQ(run.err, "");
-}
-
-// --quiet
-
-TEST(CliQuiet, QuietSilencesWarningsButNotErrors)
-{
-    const SceneFolder folder;
-    const ProgramResult warned =
-        folder.render({"-o", folder.file("out.png"), "-q", "--fail", "param_ui:1"});
-    EXPECT_EQ(warned.exitCode, 0) << warned.transcript();
-    EXPECT_EQ(warned.err, "");
-    EXPECT_TRUE(std::filesystem::exists(folder.file("out.png")));
-
-    const ProgramResult failed =
-        folder.render({"-o", folder.file("again.png"), "--quiet", "--fail", "add_param:3"});
-    EXPECT_EQ(failed.exitCode, 1) << failed.transcript();
-    expectPrefixedMessages(failed);
+    for (const char* line : {
+             "  eMNA  \"QUORVANTIS_Orbulon\"\n", "  eGL2  0x00001406\n", "  8664  \"EntryPointFunc\"\n",
+             "    0  (input layer)            layer                                                                 input\n",
+             "    7    Radius                 float slider 0..any (slider 0..1000)                                  200 "
+             "                 COLLAPSE_TWIRLY             6\n",
+             "   19  (end of group)           group end                                                             "
+             "                                                 13\n",
+             "   21    Falloff                popup        None|Smooth|Inverse Square Clamped                       1 "
+             "(None)             SUPERVISE                   20\n",
+             "   22    Falloff Radius         fixed slider 1..32767 (slider 1..1000)                                200 "
+             "                 COLLAPSE_TWIRLY ui:DISABLED 21\n",
+             "   46      Fog Color            color                                                                 ARGB "
+             "255,255,255,255                             57\n",
+             "   49  dammy                    fixed slider -32767..32767 (slider -32767..32767)                     0   "
+             "                 ui:INVISIBLE                42\n"})
+        EXPECT_NE(run.out.find(line), std::string::npos) << line << run.out;
+    EXPECT_EQ(run.out.find("e+"), std::string::npos) << run.out;
+    const auto table = run.out.find("\nindex  name ");
+    ASSERT_NE(table, std::string::npos) << run.out;
+    EXPECT_EQ(std::count(run.out.begin() + table + 1, run.out.end(), '\n'), 51) << "the input layer and 49 parameters";
 }
 
 // Progress
@@ -127,115 +115,29 @@ TEST(CliProgress, OneLinePerFrameInALogWithTimeLeftCountingOnlyFramesToRender)
                                       "frame=3 done=4/4 status=skipped seconds=0.00 left=0 file=" + f + "3.png"}))
         << run.transcript();
     EXPECT_EQ(run.err.find('\r'), std::string::npos) << "a terminal's bar in a log";
+    EXPECT_EQ(fileBytes(folder.file("f_0002.png")), "rendered earlier");
 }
 
-TEST(CliProgress, QuietAndTheOptionDecide)
+// "-" reads the scene from standard input, and its messages call it so.
+TEST(CliStdinScene, DashReadsTheSceneAndNamesItStandardInput)
 {
     const SceneFolder folder;
-    for (const auto& [args, lines] : {std::pair{std::vector<std::string>{"-q"}, 0u},
-                                      std::pair{std::vector<std::string>{"--progress", "off"}, 0u},
-                                      std::pair{std::vector<std::string>{"-q", "--progress", "lines"}, 2u}}) {
-        std::vector<std::string> all{folder.scene(), "--frames", "0:1", "--downsample", "8", "-o", folder.file("f_####.png")};
-        all.insert(all.end(), args.begin(), args.end());
-        const ProgramResult run = runProgram(all);
-        EXPECT_EQ(run.exitCode, 0) << run.transcript();
-        EXPECT_EQ(progressLines(run).size(), lines) << run.transcript();
+    folder.write("broken.json", withEdit(basicSceneText(), "\"Radius\": 150,", "\"Radius\": 150,,"));
+    for (const auto& [input, exitCode] : {std::pair{folder.scene(), 0}, std::pair{folder.file("broken.json"), 2}}) {
+        const std::string command = "'" + renderProgram() + "' - --downsample 8 -o '" + folder.file("out.png") +
+                                    "' < '" + input + "' 2> '" + folder.file("err.txt") + "'";
+        const int status = std::system(command.c_str());
+        const std::string err = fileBytes(folder.file("err.txt"));
+        EXPECT_EQ(WIFEXITED(status) ? WEXITSTATUS(status) : -1, exitCode) << err;
+        EXPECT_EQ(std::filesystem::exists(folder.file("out.png")), exitCode == 0) << input;
+        if (exitCode) {
+            EXPECT_EQ(err.rfind("orbulon-render: standard input: line ", 0), 0u) << err;
+        }
+        std::filesystem::remove(folder.file("out.png"));
     }
 }
 
-// --describe
-
-TEST(CliDescribe, ColumnsStayAlignedAndOpenRangesReadAny)
-{
-    const ProgramResult run = runProgram({"--describe"});
-    ASSERT_EQ(run.exitCode, 0) << run.transcript();
-    EXPECT_EQ(run.out.find("e+3"), std::string::npos) << run.out;
-    const auto lines = linesOf(run.out);
-    auto header = std::find_if(lines.begin(), lines.end(), [](const std::string& l) { return l.starts_with("index"); });
-    ASSERT_NE(header, lines.end()) << run.out;
-    const std::size_t typeAt = header->find(" type") + 1, rangeAt = header->find(" range") + 1;
-    int rows = 0;
-    for (auto line = header + 1; line != lines.end(); ++line) {
-        ++rows;
-        // Each column starts after a blank, at the header's column.
-        ASSERT_GT(line->size(), rangeAt) << *line;
-        EXPECT_EQ((*line)[typeAt - 1], ' ') << *line;
-        EXPECT_NE((*line)[typeAt], ' ') << *line;
-        EXPECT_EQ((*line)[rangeAt - 1], ' ') << *line;
-    }
-    EXPECT_GT(rows, 40);
-}
-
-// Exit codes
-
-TEST(CliExitCodes, ZeroOneAndTwo)
-{
-    const SceneFolder folder;
-    EXPECT_EQ(folder.render({"--downsample", "8", "-o", folder.file("ok.png")}).exitCode, 0);
-    EXPECT_EQ(folder.render({"-o", folder.file("fail.png"), "--fail", "add_param:3"}).exitCode, 1);
-    EXPECT_EQ(folder.render({"-o", folder.file("bad.png"), "--bit-depth", "7"}).exitCode, 2);
-    EXPECT_EQ(runProgram({folder.file("none.json"), "-o", folder.file("bad.png")}).exitCode, 2);
-    EXPECT_EQ(runProgram({"--help"}).exitCode, 0);
-}
-
-
-// Scene from standard input
-
-// Runs the program through the shell with standard input from the file; returns the exit code.
-int runWithStdin(const std::string& input, const std::string& args, const std::string& errFile)
-{
-    const std::string command = "'" + renderProgram() + "' " + args + " < '" + input + "' 2> '" + errFile + "'";
-    const int status = std::system(command.c_str());
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
-TEST(CliStdinScene, DashReadsTheSceneFromStandardInput)
-{
-    const SceneFolder folder;
-    const int code = runWithStdin(folder.scene(), "- --downsample 8 -o '" + folder.file("out.png") + "'",
-                                  folder.file("err.txt"));
-    EXPECT_EQ(code, 0) << fileBytes(folder.file("err.txt"));
-    EXPECT_TRUE(std::filesystem::exists(folder.file("out.png")));
-}
-
-TEST(CliStdinScene, BrokenSceneOnStandardInputIsNamedAsSuch)
-{
-    const SceneFolder folder(withEdit(basicSceneText(), "\"Radius\": 150,", "\"Radius\": 150,,"));
-    const int code = runWithStdin(folder.scene(), "- -o '" + folder.file("out.png") + "'",
-                                  folder.file("err.txt"));
-    EXPECT_EQ(code, 2);
-    const std::string err = fileBytes(folder.file("err.txt"));
-    EXPECT_EQ(err.rfind("orbulon-render: standard input: line ", 0), 0u) << err;
-    EXPECT_FALSE(std::filesystem::exists(folder.file("out.png")));
-}
-
-// --skip-existing
-
-// Frame 1 was rendered earlier; frames 0 to 2 are asked for, with or without the flag.
-std::string frameOneAfter(const std::vector<std::string>& flag)
-{
-    const SceneFolder folder;
-    folder.write("f_0001.png", "rendered earlier");
-    std::vector<std::string> args{folder.scene(), "--frames", "0:2", "--downsample", "8", "-o", folder.file("f_####.png")};
-    args.insert(args.end(), flag.begin(), flag.end());
-    const ProgramResult run = runProgram(args);
-    EXPECT_EQ(run.exitCode, 0) << run.transcript();
-    EXPECT_EQ(imagesIn(folder.path()), (std::vector<std::string>{"f_0000.png", "f_0001.png", "f_0002.png"}));
-    return fileBytes(folder.file("f_0001.png"));
-}
-
-TEST(CliSkipExisting, FramesWithAnOutputAreLeftAsTheyAre)
-{
-    EXPECT_EQ(frameOneAfter({"--skip-existing"}), "rendered earlier");
-}
-
-TEST(CliSkipExisting, WithoutTheFlagExistingOutputsAreReplaced)
-{
-    EXPECT_NE(frameOneAfter({}), "rendered earlier");
-}
-
-// --stats over a sequence
-
+// A clean sequence: balanced, one summary over its frames, the same figures as JSON.
 TEST(CliStats, SequencePrintsOneSummaryAndWritesItAsJson)
 {
     const SceneFolder folder;
@@ -243,20 +145,15 @@ TEST(CliStats, SequencePrintsOneSummaryAndWritesItAsJson)
         folder.render({"--frames", "0:2", "--downsample", "8", "-o", folder.file("f_####.png"),
                     "--stats", "--stats-json", folder.file("stats.json")});
     ASSERT_EQ(run.exitCode, 0) << run.transcript();
-    const auto lines = linesOf(run.out);
-    EXPECT_EQ(std::count_if(lines.begin(), lines.end(), [](const std::string& l) { return l.starts_with("command "); }),
-              1)
-        << run.out;
-    auto render = std::find_if(lines.begin(), lines.end(),
-                               [](const std::string& l) { return l.starts_with("SMART_RENDER "); });
-    ASSERT_NE(render, lines.end()) << run.out;
-    std::istringstream fields(*render);
-    std::string name;
-    int calls = 0;
-    fields >> name >> calls;
-    EXPECT_EQ(calls, 3) << run.out;
+    EXPECT_EQ(run.messages(), "") << "a warning or an unbalanced account";
+    EXPECT_EQ(run.out.rfind("command ", 0), 0u) << "one table, over the whole sequence\n" << run.out;
+    EXPECT_EQ(run.out.find("\ncommand "), std::string::npos) << run.out;
+    EXPECT_TRUE(std::regex_search(run.out, std::regex("\nSMART_RENDER +3 "))) << run.out;
     EXPECT_NE(run.out.find("median ms"), std::string::npos) << run.out;
     EXPECT_NE(run.out.find("frames: 3"), std::string::npos) << run.out;
+    std::smatch rate;
+    ASSERT_TRUE(std::regex_search(run.out, rate, std::regex(R"(pixels per second[^:]*: (\d+))"))) << run.out;
+    EXPECT_GT(std::stoll(rate[1]), 0) << run.out;
 
     const nlohmann::json stats = nlohmann::json::parse(fileBytes(folder.file("stats.json")));
     EXPECT_EQ(stats.at("frames"), 3);
@@ -266,6 +163,56 @@ TEST(CliStats, SequencePrintsOneSummaryAndWritesItAsJson)
     EXPECT_LE(smart.at("median_ms").get<double>(), smart.at("max_ms").get<double>());
     ASSERT_FALSE(stats.at("iterate_passes").empty());
     EXPECT_EQ(stats.at("iterate_passes")[0].at("count"), 3);
+}
+
+// --ui-state: greyed-out and hidden parameters, expressions with their line feeds shown, and each
+// layer's own and source names, after a render with a control layer whose name holds quotes.
+ProgramResult renderWithUiState(const std::string& params, std::vector<std::string> extra)
+{
+    TempFolder folder(currentTestTag());
+    folder.write("scene.json", R"({
+  "composition": { "width": 64, "height": 48, "frameRate": 10, "duration": 1 },
+  "layers": [
+    { "name": "Sphere", "type": "solid" },
+    { "name": "Rig \"A\"", "type": "null", "threeD": true },
+    { "type": "image", "file": ")" ORBULON_SOURCE_DIR R"(/scenes/textures/grid.pam" }
+  ],
+  "effect": { "layer": "Sphere", "params": { )" + params + R"( } }
+})");
+    std::vector<std::string> args{folder.file("scene.json"), "-o", folder.file("out.png"), "--ui-state"};
+    args.insert(args.end(), extra.begin(), extra.end());
+    return runProgram(args);
+}
+
+TEST(CliUiState, PrintsFlagsExpressionsAndLayerNamesAfterTheRender)
+{
+    const std::string expression =
+        R"(try{length(thisComp.layer("Rig "A"").toWorld([1,1,1]));}catch(e){value;}\n)";
+    const ProgramResult run = renderWithUiState(R"("Control Layer": "Rig \"A\"", "Falloff": "Inverse Square Clamped")",
+                                                {"--host-version", "13.1"});
+    EXPECT_EQ(run.exitCode, 0) << run.transcript();
+    EXPECT_EQ(run.messages(), "");
+    EXPECT_EQ(run.out, "UI state after the render:\n"
+                       "  5 \"Ellipse Z/XY\": greyed out\n  6 \"Ellipse X/Y\": greyed out\n"
+                       "  7 \"Radius\": greyed out\n  8 \"Position XY\": greyed out\n"
+                       "  9 \"Position Z\": greyed out\n  10 \"Rotation X\": greyed out\n"
+                       "  11 \"Rotation Y\": greyed out\n  12 \"Rotation Z\": greyed out\n"
+                       "  23 \"Falloff Distance\": greyed out\n"
+                       "  49 \"dammy\": hidden hidden (stream flag)\n"
+                       "Expressions:\n  49 \"dammy\": " + expression + "\n"
+                       "Layer names (own name, source name):\n"
+                       "  0 \"Sphere\", \"Sphere\"\n  1 \"Rig \"A\"\", \"Rig \"A\"\"\n  2 \"\", \"grid.pam\"\n");
+
+    // From 13.2 on the stream stays visible; without a control layer there is no expression.
+    const ProgramResult current = renderWithUiState(R"("Control Layer": "Rig \"A\"")", {"--host-version", "13.2"});
+    EXPECT_NE(current.out.find("  49 \"dammy\": hidden\nExpressions:\n  49 "), std::string::npos) << current.out;
+    const ProgramResult plain = renderWithUiState(R"("Falloff": "Smooth")", {});
+    EXPECT_NE(plain.out.find("  49 \"dammy\": hidden\nExpressions:\n  none\n"), std::string::npos) << plain.out;
+
+    // A UI update failing mid-render is a warning; the render goes on.
+    const ProgramResult failed = renderWithUiState(R"("Control Layer": "Rig \"A\"")", {"--fail", "param_ui:10"});
+    EXPECT_EQ(failed.exitCode, 0) << failed.transcript();
+    EXPECT_EQ(failed.messages(), "orbulon-render: warning: UPDATE_PARAMS_UI failed: out of memory (4)\n");
 }
 
 }  // namespace

@@ -7,13 +7,11 @@
 
 #include <gtest/gtest.h>
 
-#include <signal.h>
-#include <sys/resource.h>
-
 #include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <set>
 #include <sstream>
 #include <thread>
@@ -41,49 +39,6 @@ bool completeImage(const std::string& path)
     }
 }
 
-// The program started in the background, its output going to files in the folder.
-class Background {
-public:
-    Background(const std::vector<std::string>& args, const std::string& folder, rlim_t fileSizeLimit = RLIM_INFINITY)
-        : outPath_(folder + "/stdout.txt"), errPath_(folder + "/stderr.txt")
-    {
-        const ProgramArgv argv(args);
-        pid_ = ::fork();
-        if (pid_ == 0) {
-            const int out = ::open(outPath_.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-            const int err = ::open(errPath_.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-            ::dup2(out, STDOUT_FILENO);
-            ::dup2(err, STDERR_FILENO);
-            if (fileSizeLimit != RLIM_INFINITY) {
-                // A file that may grow no further stands in for a full disk: writes fail with
-                // EFBIG instead of killing the program.
-                ::signal(SIGXFSZ, SIG_IGN);
-                const rlimit limit{fileSizeLimit, fileSizeLimit};
-                ::setrlimit(RLIMIT_FSIZE, &limit);
-            }
-            ::execv(argv.path(), argv.data());
-            ::_exit(127);
-        }
-    }
-    void signal(int number) const { ::kill(pid_, number); }
-    ProgramResult wait()
-    {
-        int status = 0;
-        ::waitpid(pid_, &status, 0);
-        ProgramResult result;
-        result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-        result.out = fileBytes(outPath_);
-        result.err = fileBytes(errPath_);
-        fs::remove(outPath_);
-        fs::remove(errPath_);
-        return result;
-    }
-
-private:
-    std::string outPath_, errPath_;
-    pid_t pid_ = -1;
-};
-
 // --- Writing -----------------------------------------------------------------------------
 
 TEST(OutputWrite, FullDiskLeavesNoFileAndFailsNamingTheFile)
@@ -93,7 +48,7 @@ TEST(OutputWrite, FullDiskLeavesNoFileAndFailsNamingTheFile)
     for (const std::string depth : {"8", "16"}) {
         SCOPED_TRACE("bit depth " + depth);
         const std::string output = folder.file("out/render.png");
-        Background program({folder.scene(), "-o", output, "--bit-depth", depth}, folder.path(), 4096);
+        Background program({folder.scene(), "-o", output, "--bit-depth", depth}, 4096);
         const ProgramResult run = program.wait();
         SCOPED_TRACE(run.transcript());
         EXPECT_EQ(run.exitCode, 1);
@@ -147,9 +102,7 @@ TEST_P(StopTest, SequenceStoppedBySignalLeavesOnlyCompleteFrames)
     // Far more frames than can render before the signal arrives.
     const SceneFolder folder(withEdit(basicSceneText(), "\"duration\": 2", "\"duration\": 400"));
     fs::create_directories(folder.file("out"));
-    Background program({folder.scene(), "--frames", "0:9999", "-o", folder.file("out/f_####.png"),
-                        "--bit-depth", "16"},
-                       folder.path());
+    Background program({folder.scene(), "--frames", "0:9999", "-o", folder.file("out/f_####.png"), "--bit-depth", "16"});
     // Wait for the first finished frame, then stop the program in the middle of the sequence.
     for (int i = 0; i < 6000 && !fs::exists(folder.file("out/f_0000.png")); ++i)
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
@@ -175,61 +128,61 @@ INSTANTIATE_TEST_SUITE_P(Cli, StopTest,
                                            Stop{SIGHUP, 129, "SIGHUP"}),
                          [](const auto& info) { return std::string(info.param.name); });
 
-// --- Inputs are never outputs --------------------------------------------------------------
+// --- Refused before anything renders -------------------------------------------------------
 
-class InputGuard : public ::testing::Test {
-protected:
-    InputGuard() : folder_(withEdit(basicSceneText(), ORBULON_SOURCE_DIR "/scenes/textures/grid.pam", "grid.pam"))
-    {
-        fs::copy_file(ORBULON_SOURCE_DIR "/scenes/textures/grid.pam", folder_.file("grid.pam"));
-        fs::create_directories(folder_.file("sub"));
-    }
+// Every file and folder under the folder, with the bytes of each file.
+std::map<std::string, std::string> contents(const std::string& folder)
+{
+    std::map<std::string, std::string> found;
+    for (const auto& entry : fs::recursive_directory_iterator(folder))
+        found[fs::relative(entry.path(), folder).string()] = entry.is_directory() ? "(folder)" : fileBytes(entry.path());
+    return found;
+}
 
-    // Runs with these arguments after the scene and checks the refusal and the inputs' bytes.
-    void expectRefused(const std::string& scene, const std::vector<std::string>& args, const std::string& named)
-    {
-        const std::string sceneBefore = fileBytes(scene), textureBefore = fileBytes(folder_.file("grid.pam"));
-        std::vector<std::string> all{scene};
-        all.insert(all.end(), args.begin(), args.end());
-        const ProgramResult run = runProgram(all);
+// Outputs that name an input (however spelt), or that cannot go where they are asked to, are
+// refused with exit 2 before the first frame, and nothing in the folder changes.
+TEST(OutputRefusal, InputsAndUnusableFoldersAreRefusedBeforeTheFirstFrame)
+{
+    const SceneFolder folder(withEdit(basicSceneText(), ORBULON_SOURCE_DIR "/scenes/textures/grid.pam", "grid.pam"));
+    fs::copy_file(ORBULON_SOURCE_DIR "/scenes/textures/grid.pam", folder.file("grid.pam"));
+    fs::copy_file(folder.file("grid.pam"), folder.file("tex_0003.pam"));
+    folder.write("numbered.json", withEdit(fileBytes(folder.scene()), "\"grid.pam\"", "\"tex_0003.pam\""));
+    fs::copy_file(folder.scene(), folder.file("scene.pam"));  // a scene whose name is also an image name
+    fs::create_directories(folder.file("sub"));
+    fs::create_directories(folder.file("render.png"));
+    fs::create_directories(folder.file("locked"));
+    folder.write("plain-file", "not a folder");
+    fs::permissions(folder.file("locked"), fs::perms::owner_read | fs::perms::owner_exec);
+    const auto before = contents(folder.path());
+    struct Case {
+        std::string scene, output, message;
+        std::vector<std::string> more{};
+    };
+    const std::string input = ": is one of the render's inputs";
+    for (const Case& c :
+         {Case{folder.scene(), folder.file("grid.pam"), folder.file("grid.pam") + input},
+          Case{folder.scene(), folder.file("sub/../grid.pam"), folder.file("sub/../grid.pam") + input},
+          Case{folder.file("scene.pam"), folder.file("scene.pam"), folder.file("scene.pam") + input},
+          Case{folder.file("numbered.json"), folder.file("tex_####.pam"), folder.file("tex_0003.pam") + input,
+               {"--frames", "0:5"}},
+          Case{folder.scene(), folder.file("plain-file/out/f_####.png"),
+               folder.file("plain-file/out") + ": cannot create the output folder", {"--frames", "0:3"}},
+          Case{folder.scene(), folder.file("locked/render.png"),
+               folder.file("locked") + ": cannot write in the output folder: Permission denied"},
+          Case{folder.scene(), folder.file("render.png"), folder.file("render.png") + ": is a folder"}}) {
+        if (c.output.find("locked") != std::string::npos && ::geteuid() == 0)
+            continue;  // the superuser may write in any folder
+        std::vector<std::string> args{c.scene, "--verbose", "-o", c.output};
+        args.insert(args.end(), c.more.begin(), c.more.end());
+        const ProgramResult run = runProgram(args);
         SCOPED_TRACE(run.transcript());
         EXPECT_EQ(run.exitCode, 2);
-        EXPECT_NE(run.err.find("orbulon-render: " + named + ": is one of the render's inputs"), std::string::npos);
-        EXPECT_EQ(fileBytes(scene), sceneBefore);
-        EXPECT_EQ(fileBytes(folder_.file("grid.pam")), textureBefore);
+        EXPECT_NE(run.err.find("orbulon-render: " + c.message), std::string::npos);
+        EXPECT_EQ((run.out + run.err).find("SMART_RENDER"), std::string::npos) << "a frame was rendered";
+        EXPECT_EQ(contents(folder.path()), before);
     }
-
-    SceneFolder folder_;
-};
-
-TEST_F(InputGuard, OutputNamingTheTextureIsRefused)
-{
-    expectRefused(folder_.scene(), {"-o", folder_.file("grid.pam")}, folder_.file("grid.pam"));
-    // The same file spelt another way.
-    expectRefused(folder_.scene(), {"-o", folder_.file("sub/../grid.pam")}, folder_.file("sub/../grid.pam"));
+    fs::permissions(folder.file("locked"), fs::perms::owner_all);
 }
-
-TEST_F(InputGuard, OutputNamingTheSceneFileIsRefused)
-{
-    // A scene file whose name is also a writable image name.
-    fs::copy_file(folder_.scene(), folder_.file("scene.pam"));
-    expectRefused(folder_.file("scene.pam"), {"-o", folder_.file("scene.pam")}, folder_.file("scene.pam"));
-}
-
-TEST_F(InputGuard, NumberedFrameNamingAnInputIsRefused)
-{
-    fs::copy_file(folder_.file("grid.pam"), folder_.file("tex_0003.pam"));
-    folder_.write("scene.json", withEdit(fileBytes(folder_.scene()), "\"grid.pam\"", "\"tex_0003.pam\""));
-    const std::string texture = fileBytes(folder_.file("tex_0003.pam"));
-    const ProgramResult run = folder_.render({"--frames", "0:5", "-o", folder_.file("tex_####.pam")});
-    SCOPED_TRACE(run.transcript());
-    EXPECT_EQ(run.exitCode, 2);
-    EXPECT_NE(run.err.find(folder_.file("tex_0003.pam") + ": is one of the render's inputs"), std::string::npos);
-    EXPECT_EQ(fileBytes(folder_.file("tex_0003.pam")), texture);
-    EXPECT_FALSE(fs::exists(folder_.file("tex_0000.pam"))) << "frames rendered before the refusal";
-}
-
-// --- Output folders ------------------------------------------------------------------------
 
 TEST(OutputFolder, MissingFolderIsCreated)
 {
@@ -242,76 +195,22 @@ TEST(OutputFolder, MissingFolderIsCreated)
     EXPECT_EQ(namesIn(folder.file("new/deeper")), std::set<std::string>{"render.png"});
 }
 
-TEST(OutputFolder, FolderThatCannotBeCreatedIsRefusedBeforeRendering)
-{
-    const SceneFolder folder;
-    folder.write("plain-file", "not a folder");
-    const ProgramResult run = folder.render(
-        {"--frames", "0:3", "--verbose", "-o", folder.file("plain-file/out/f_####.png")});
-    SCOPED_TRACE(run.transcript());
-    EXPECT_EQ(run.exitCode, 2);
-    EXPECT_NE(run.err.find("orbulon-render: " + folder.file("plain-file/out") + ": cannot create the output folder"),
-              std::string::npos);
-    EXPECT_EQ((run.out + run.err).find("SMART_RENDER"), std::string::npos) << "a frame was rendered";
-    EXPECT_EQ(fileBytes(folder.file("plain-file")), "not a folder");
-}
-
-TEST(OutputFolder, ReadOnlyFolderIsRefusedBeforeRendering)
-{
-    if (::geteuid() == 0)
-        GTEST_SKIP() << "the superuser may write in any folder";
-    const SceneFolder folder;
-    fs::create_directories(folder.file("locked"));
-    fs::permissions(folder.file("locked"), fs::perms::owner_read | fs::perms::owner_exec);
-    const ProgramResult run =
-        folder.render({"--verbose", "-o", folder.file("locked/render.png")});
-    fs::permissions(folder.file("locked"), fs::perms::owner_all);
-    SCOPED_TRACE(run.transcript());
-    EXPECT_EQ(run.exitCode, 2);
-    EXPECT_NE(run.err.find(folder.file("locked") + ": cannot write in the output folder: Permission denied"),
-              std::string::npos);
-    EXPECT_EQ((run.out + run.err).find("SMART_RENDER"), std::string::npos) << "a frame was rendered";
-    EXPECT_TRUE(namesIn(folder.file("locked")).empty());
-}
-
-TEST(OutputFolder, OutputNamingAFolderIsRefused)
-{
-    const SceneFolder folder;
-    fs::create_directories(folder.file("render.png"));
-    const ProgramResult run = folder.render({"-o", folder.file("render.png")});
-    SCOPED_TRACE(run.transcript());
-    EXPECT_EQ(run.exitCode, 2);
-    EXPECT_NE(run.err.find(folder.file("render.png") + ": is a folder"), std::string::npos);
-    EXPECT_TRUE(fs::is_directory(folder.file("render.png")));
-}
-
 // --- The scene file ------------------------------------------------------------------------
 
-class ScenePathTest : public ::testing::TestWithParam<const char*> {};
-
-TEST_P(ScenePathTest, SomethingOtherThanAFileIsRefusedNamingIt)
-{
-    TempFolder folder(currentTestTag());
-    const std::string scene = GetParam();
-    const ProgramResult run = runProgram({scene, "-o", folder.file("render.png")});
-    SCOPED_TRACE(run.transcript());
-    EXPECT_EQ(run.exitCode, 2);
-    EXPECT_NE(run.err.find("orbulon-render: " + scene + ": is "), std::string::npos);
-    EXPECT_FALSE(fs::exists(folder.file("render.png")));
-}
-
-INSTANTIATE_TEST_SUITE_P(Cli, ScenePathTest, ::testing::Values("/dev/zero", "/tmp"),
-                         [](const auto& info) { return info.index == 0 ? std::string("Device") : std::string("Folder"); });
-
-TEST(ScenePath, FileLargerThanAnySceneIsRefused)
+TEST(ScenePath, SomethingOtherThanASceneFileIsRefusedNamingIt)
 {
     TempFolder folder(currentTestTag());
     folder.write("huge.json", "{}");
     fs::resize_file(folder.file("huge.json"), 64u * 1024 * 1024 + 1);  // sparse: no disk space used
-    const ProgramResult run = runProgram({folder.file("huge.json"), "-o", folder.file("render.png")});
-    SCOPED_TRACE(run.transcript());
-    EXPECT_EQ(run.exitCode, 2);
-    EXPECT_NE(run.err.find(folder.file("huge.json") + ": is 67108865 bytes, more than any scene"), std::string::npos);
+    for (const auto& [scene, problem] : {std::pair<std::string, std::string>{"/dev/zero", ": is "},
+                                         {"/tmp", ": is "},
+                                         {folder.file("huge.json"), ": is 67108865 bytes, more than any scene"}}) {
+        const ProgramResult run = runProgram({scene, "-o", folder.file("render.png")});
+        SCOPED_TRACE(run.transcript());
+        EXPECT_EQ(run.exitCode, 2);
+        EXPECT_NE(run.err.find("orbulon-render: " + scene + problem), std::string::npos);
+        EXPECT_FALSE(fs::exists(folder.file("render.png")));
+    }
 }
 
 }  // namespace

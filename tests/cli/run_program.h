@@ -1,12 +1,12 @@
 // Runs orbulon-render from the build tree as a child process and captures what it prints.
 #pragma once
 
-#include <spawn.h>
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstdlib>
-#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -37,59 +37,66 @@ struct ProgramResult {
 
 inline std::string renderProgram() { return ORBULON_BUILD_DIR "/orbulon-render"; }
 
-// The program's argument vector, null-terminated, for posix_spawn and execv.
-class ProgramArgv {
+// The program started with these arguments. Its output goes to files rather than pipes, so that a
+// chatty child can never block on a full pipe.
+class Background {
 public:
-    explicit ProgramArgv(const std::vector<std::string>& args) : text_{renderProgram()}
+    // With a file size limit, a file that may grow no further stands in for a full disk: writes
+    // fail with EFBIG instead of killing the program.
+    explicit Background(const std::vector<std::string>& args, rlim_t fileSizeLimit = RLIM_INFINITY)
     {
-        text_.insert(text_.end(), args.begin(), args.end());
-        for (std::string& a : text_)
-            pointers_.push_back(a.data());
-        pointers_.push_back(nullptr);
+        const auto tmp = std::filesystem::temp_directory_path();
+        outPath_ = (tmp / "orbulon-cli-out-XXXXXX").string();
+        errPath_ = (tmp / "orbulon-cli-err-XXXXXX").string();
+        const int out = ::mkstemp(outPath_.data()), err = ::mkstemp(errPath_.data());
+        std::vector<std::string> text{renderProgram()};
+        text.insert(text.end(), args.begin(), args.end());
+        std::vector<char*> argv;
+        for (std::string& a : text)
+            argv.push_back(a.data());
+        argv.push_back(nullptr);
+        pid_ = ::fork();
+        if (pid_ == 0) {
+            ::dup2(out, STDOUT_FILENO);
+            ::dup2(err, STDERR_FILENO);
+            if (fileSizeLimit != RLIM_INFINITY) {
+                ::signal(SIGXFSZ, SIG_IGN);
+                const rlimit limit{fileSizeLimit, fileSizeLimit};
+                ::setrlimit(RLIMIT_FSIZE, &limit);
+            }
+            ::execv(argv[0], argv.data());
+            ::_exit(127);
+        }
+        ::close(out);
+        ::close(err);
     }
-    ProgramArgv(const ProgramArgv&) = delete;
-    ProgramArgv& operator=(const ProgramArgv&) = delete;
-    char* const* data() const { return pointers_.data(); }
-    const char* path() const { return pointers_[0]; }
+    Background(const Background&) = delete;
+    Background& operator=(const Background&) = delete;
+
+    void signal(int number) const { ::kill(pid_, number); }
+    ProgramResult wait()
+    {
+        int status = 0;
+        ::waitpid(pid_, &status, 0);
+        ProgramResult result;
+        result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+        result.out = slurp(outPath_);
+        result.err = slurp(errPath_);
+        return result;
+    }
 
 private:
-    std::vector<std::string> text_;
-    std::vector<char*> pointers_;
-};
-
-// Output goes to files rather than pipes so that a chatty child can never block on a full pipe.
-inline ProgramResult runProgram(const std::vector<std::string>& args)
-{
-    const auto tmp = std::filesystem::temp_directory_path();
-    std::string outPath = (tmp / "orbulon-cli-out-XXXXXX").string();
-    std::string errPath = (tmp / "orbulon-cli-err-XXXXXX").string();
-    const int outFd = ::mkstemp(outPath.data()), errFd = ::mkstemp(errPath.data());
-
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, outFd, STDOUT_FILENO);
-    posix_spawn_file_actions_adddup2(&actions, errFd, STDERR_FILENO);
-
-    ProgramArgv argv(args);
-    ProgramResult result;
-    pid_t pid = 0;
-    if (posix_spawn(&pid, argv.path(), &actions, nullptr, argv.data(), environ) == 0) {
-        int status = 0;
-        ::waitpid(pid, &status, 0);
-        result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-    }
-    posix_spawn_file_actions_destroy(&actions);
-    ::close(outFd);
-    ::close(errFd);
-    const auto slurp = [](const std::string& path) {
+    static std::string slurp(const std::string& path)
+    {
         std::ostringstream text;
         text << std::ifstream(path).rdbuf();
         std::filesystem::remove(path);
         return text.str();
-    };
-    result.out = slurp(outPath);
-    result.err = slurp(errPath);
-    return result;
-}
+    }
+    std::string outPath_, errPath_;
+    pid_t pid_ = -1;
+};
+
+inline ProgramResult runProgram(const std::vector<std::string>& args) { return Background(args).wait(); }
 
 }  // namespace orbhost::testing

@@ -23,22 +23,18 @@ public:
     PF_InData in{};
     PF_OutData out{};
 
-    // add_param
-    std::vector<PF_ParamDef> added;
-    int failAddParamAt = 0;   // 1-based call that fails; 0: none
+    std::vector<PF_ParamDef> added;   // add_param copies
+    int failAddParamAt = 0;           // 1-based call that fails; 0: none
     PF_Err addParamError = PF_Err_OUT_OF_MEMORY;
     int strcpyCalls = 0;
 
-    // suites
     std::set<std::string> missingSuites;
     std::map<std::pair<std::string, int>, int> held;   // acquisitions not yet released
     std::vector<std::string> releases;                 // suite names, in release order
     int acquisitions = 0;
     std::string registeredName = "(none)";
     const void* registeredRefcon = reinterpret_cast<const void*>(1);
-    PF_PixelFormat worldFormat = PF_PixelFormat_ARGB32;
 
-    // handles
     bool refuseHandles = false;
     A_u_longlong handleShortfall = 0;   // the host hands out this many bytes less than asked
     struct Block {
@@ -48,9 +44,7 @@ public:
     };
     std::map<PF_Handle, Block*> handles;
     int disposed = 0;
-
     int iterateCalls = 0;
-    A_long lastIterations = -1;
 
     FakeHost()
     {
@@ -59,22 +53,19 @@ public:
         in.utils = &utils_;
         in.pica_basicP = &basic_;
         in.appl_id = 0x46585443;   // 'FXTC'
-        in.num_params = 1;
-        out.num_params = 1;
+        in.num_params = out.num_params = 1;
         utils_.host_new_handle = &newHandle;
-        utils_.host_lock_handle = &lockHandle;
-        utils_.host_unlock_handle = &unlockHandle;
+        utils_.host_lock_handle = [](PF_Handle h) -> void* { ++current()->handles.at(h)->locks; return *h; };
+        utils_.host_unlock_handle = [](PF_Handle h) { --current()->handles.at(h)->locks; };
         utils_.host_dispose_handle = &disposeHandle;
-        utils_.host_get_handle_size = &handleSize;
-        utils_.ansi.strcpy = &hostStrcpy;
-        utils_.ansi.sprintf = &hostSprintf;
+        utils_.host_get_handle_size = [](PF_Handle h) { return current()->handles.at(h)->size; };
+        utils_.ansi.strcpy = ansi_.strcpy = &hostStrcpy;
+        utils_.ansi.sprintf = ansi_.sprintf = &hostSprintf;
         utils_.iterate_generic = &iterateGeneric;
         basic_.AcquireSuite = &acquireSuite;
         basic_.ReleaseSuite = &releaseSuite;
         utility_.AEGP_RegisterWithAEGP = &registerWithAegp;
-        ansi_.sprintf = &hostSprintf;
-        ansi_.strcpy = &hostStrcpy;
-        world_.PF_GetPixelFormat = &pixelFormat;
+        world_.PF_GetPixelFormat = [](const PF_EffectWorld*, PF_PixelFormat* f) { *f = PF_PixelFormat_ARGB32; return PF_Err_NONE; };
     }
     ~FakeHost()
     {
@@ -87,10 +78,7 @@ public:
     FakeHost(const FakeHost&) = delete;
     FakeHost& operator=(const FakeHost&) = delete;
 
-    PF_Err run(PF_Cmd cmd, void* extra = nullptr)
-    {
-        return EntryPointFunc(cmd, &in, &out, nullptr, nullptr, extra);
-    }
+    PF_Err run(PF_Cmd cmd, void* extra = nullptr) { return EntryPointFunc(cmd, &in, &out, nullptr, nullptr, extra); }
 
     int suitesHeld() const
     {
@@ -117,21 +105,16 @@ private:
         return host;
     }
 
-    const void* table(const std::string& name, int version) const
-    {
-        const std::map<std::pair<std::string, int>, const void*> served = {
-            {{"AEGP Utility Suite", 11}, &utility_},  {{"PF ANSI Suite", 1}, &ansi_},
-            {{"PF World Suite", 2}, &world_},         {{"PF Sampling8 Suite", 1}, &sampling8_},
-            {{"PF Sampling16 Suite", 1}, &sampling16_}, {{"PF SamplingFloat Suite", 1}, &samplingFloat_},
-        };
-        auto found = served.find({name, version});
-        return found == served.end() ? nullptr : found->second;
-    }
-
     static SPErr acquireSuite(const char* name, int32 version, const void** suite)
     {
         FakeHost& host = *current();
-        *suite = host.missingSuites.count(name) ? nullptr : host.table(name, version);
+        const std::map<std::pair<std::string, int>, const void*> served = {
+            {{"AEGP Utility Suite", 11}, &host.utility_},     {{"PF ANSI Suite", 1}, &host.ansi_},
+            {{"PF World Suite", 2}, &host.world_},            {{"PF Sampling8 Suite", 1}, &host.sampling8_},
+            {{"PF Sampling16 Suite", 1}, &host.sampling16_}, {{"PF SamplingFloat Suite", 1}, &host.samplingFloat_},
+        };
+        const auto found = served.find({name, version});
+        *suite = host.missingSuites.count(name) || found == served.end() ? nullptr : found->second;
         if (!*suite) return kSuiteNotFound;
         ++host.held[{name, version}];
         ++host.acquisitions;
@@ -176,32 +159,19 @@ private:
         host.handles[handle] = block;
         return handle;
     }
-    static void* lockHandle(PF_Handle handle) { ++current()->handles.at(handle)->locks; return *handle; }
-    static void unlockHandle(PF_Handle handle) { --current()->handles.at(handle)->locks; }
     static void disposeHandle(PF_Handle handle)
     {
         FakeHost& host = *current();
-        Block* block = host.handles.at(handle);
-        std::free(block->data);
-        delete block;
+        std::free(host.handles.at(handle)->data);
+        delete host.handles.at(handle);
         host.handles.erase(handle);
         ++host.disposed;
     }
-    static A_u_longlong handleSize(PF_Handle handle) { return current()->handles.at(handle)->size; }
-    static PF_Err pixelFormat(const PF_EffectWorld*, PF_PixelFormat* format)
+    static PF_Err iterateGeneric(A_long iterations, void* refcon, PF_Err (*fn)(void*, A_long, A_long, A_long))
     {
-        *format = current()->worldFormat;
-        return PF_Err_NONE;
-    }
-    static PF_Err iterateGeneric(A_long iterations, void* refcon,
-                                 PF_Err (*fn)(void*, A_long, A_long, A_long))
-    {
-        FakeHost& host = *current();
-        ++host.iterateCalls;
-        host.lastIterations = iterations;
-        for (A_long i = 0; i < iterations; ++i) {
+        ++current()->iterateCalls;
+        for (A_long i = 0; i < iterations; ++i)
             if (const PF_Err err = fn(refcon, 0, i, iterations)) return err;
-        }
         return PF_Err_NONE;
     }
 };

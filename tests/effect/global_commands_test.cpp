@@ -28,21 +28,15 @@ TEST(GlobalSetup, StatesVersionAndFlagsRegistersAndKeepsGlobalData)
     EXPECT_EQ(data->pluginId(), FakeHost::kPluginId);
     EXPECT_GT(host.acquisitions, 0);
     EXPECT_EQ(host.suitesHeld(), 0);
+    // The AEGP suites go back first, then the sampling suites, float first.
+    EXPECT_EQ(host.releases, (std::vector<std::string>{"AEGP Utility Suite", "PF SamplingFloat Suite",
+                                                       "PF Sampling16 Suite", "PF Sampling8 Suite"}));
 
     host.in.global_data = handle;
     EXPECT_EQ(host.run(PF_Cmd_GLOBAL_SETDOWN), PF_Err_NONE);
     EXPECT_TRUE(host.handles.empty());
     EXPECT_EQ(host.disposed, 1);
     EXPECT_EQ(host.suitesHeld(), 0);
-}
-
-TEST(GlobalSetup, GivesBackTheAegpSuitesThenTheSamplingSuitesFloatFirst)
-{
-    FakeHost host;
-    ASSERT_EQ(host.run(PF_Cmd_GLOBAL_SETUP), PF_Err_NONE);
-    const std::vector<std::string> expected = {"AEGP Utility Suite", "PF SamplingFloat Suite",
-                                               "PF Sampling16 Suite", "PF Sampling8 Suite"};
-    EXPECT_EQ(host.releases, expected);
 }
 
 TEST(GlobalSetup, FailuresReturnTheirCodeAndLeaveNothingBehind)
@@ -75,37 +69,31 @@ TEST(GlobalSetup, FailuresReturnTheirCodeAndLeaveNothingBehind)
     }
 }
 
-TEST(GlobalSetdown, WithoutGlobalDataDoesNothing)
-{
-    FakeHost host;
-    EXPECT_EQ(host.run(PF_Cmd_GLOBAL_SETDOWN), PF_Err_NONE);
-    EXPECT_EQ(host.acquisitions, 0);
-}
-
+// Premiere gets no text; a missing ANSI suite is reported.
 TEST(About, ShowsNameVersionAndDescription)
 {
-    FakeHost host;
-    EXPECT_EQ(host.run(PF_Cmd_ABOUT), PF_Err_NONE);
-    EXPECT_STREQ(host.out.return_msg, "Orbulon, v1.1.5\nCustom lens blur plugin for After Effects.");
-    EXPECT_EQ(host.suitesHeld(), 0);
-}
-
-TEST(About, PremiereGetsNoTextAndAMissingSuiteIsReported)
-{
-    FakeHost premiere;
-    premiere.in.appl_id = 0x50724D72;   // 'PrMr'
-    EXPECT_EQ(premiere.run(PF_Cmd_ABOUT), PF_Err_NONE);
-    EXPECT_STREQ(premiere.out.return_msg, "");
-
-    FakeHost noAnsi;
-    noAnsi.missingSuites.insert("PF ANSI Suite");
-    EXPECT_EQ(noAnsi.run(PF_Cmd_ABOUT), PF_Err_BAD_CALLBACK_PARAM);
-    EXPECT_STREQ(noAnsi.out.return_msg, "");
+    struct Case {
+        A_long applId;
+        const char* missingSuite;
+        PF_Err expected;
+        const char* text;
+    };
+    for (const Case& c : {Case{0x46585443, nullptr, PF_Err_NONE, "Orbulon, v1.1.5\nCustom lens blur plugin for After Effects."},
+                          Case{0x50724D72, nullptr, PF_Err_NONE, ""},   // 'PrMr'
+                          Case{0x46585443, "PF ANSI Suite", PF_Err_BAD_CALLBACK_PARAM, ""}}) {
+        FakeHost host;
+        host.in.appl_id = c.applId;
+        if (c.missingSuite) host.missingSuites.insert(c.missingSuite);
+        EXPECT_EQ(host.run(PF_Cmd_ABOUT), c.expected);
+        EXPECT_STREQ(host.out.return_msg, c.text);
+        EXPECT_EQ(host.suitesHeld(), 0);
+    }
 }
 
 TEST(Dispatch, CommandsWithoutWorkSucceedAndTouchNothing)
 {
     FakeHost host;
+    EXPECT_EQ(host.run(PF_Cmd_GLOBAL_SETDOWN), PF_Err_NONE) << "set-down without global data";
     for (PF_Cmd cmd : {2, 5, 6, 7, 8, 9, 10, 11, 12, 15, 16, 17, 18, 19, 20, 21, 22, 25, 26, 30, 34,
                        40, 41, 1000, -1}) {
         SCOPED_TRACE("command " + std::to_string(cmd));

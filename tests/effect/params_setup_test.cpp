@@ -5,6 +5,7 @@
 
 #include <cfloat>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -80,63 +81,52 @@ static_assert(std::size(kExpected) == 49);
 
 void expectValues(const Expected& e, const PF_ParamDef& def)
 {
+    using V = std::vector<double>;
+    const A_long* v = e.v;
     switch (e.type) {
-    case PF_Param_FIX_SLIDER:
-        EXPECT_EQ(def.u.fd.valid_min, e.v[0]);
-        EXPECT_EQ(def.u.fd.valid_max, e.v[1]);
-        EXPECT_EQ(def.u.fd.slider_min, e.v[2]);
-        EXPECT_EQ(def.u.fd.slider_max, e.v[3]);
-        EXPECT_EQ(def.u.fd.dephault, e.v[4]);
-        EXPECT_EQ(def.u.fd.value, e.v[4]);
-        EXPECT_EQ(def.u.fd.precision, e.precision);
-        EXPECT_EQ(def.u.fd.display_flags, 0);
+    case PF_Param_FIX_SLIDER: {
+        const PF_FixedSliderDef& d = def.u.fd;
+        EXPECT_EQ((V{double(d.valid_min), double(d.valid_max), double(d.slider_min), double(d.slider_max),
+                     double(d.dephault), double(d.value), double(d.precision), double(d.display_flags)}),
+                  (V{double(v[0]), double(v[1]), double(v[2]), double(v[3]), double(v[4]), double(v[4]),
+                     double(e.precision), 0}));
         break;
+    }
     case PF_Param_ANGLE:
-        EXPECT_EQ(def.u.ad.dephault, e.v[0]);
-        EXPECT_EQ(def.u.ad.value, e.v[0]);
+        EXPECT_EQ((V{double(def.u.ad.dephault), double(def.u.ad.value)}), (V{double(v[0]), double(v[0])}));
         break;
     case PF_Param_LAYER:
         EXPECT_EQ(def.u.ld.dephault, PF_LayerDefault_NONE);
         break;
     case PF_Param_CHECKBOX:
-        EXPECT_EQ(def.u.bd.value, e.v[0]);
-        EXPECT_EQ(def.u.bd.dephault, e.v[0]);
+        EXPECT_EQ((V{double(def.u.bd.value), double(def.u.bd.dephault)}), (V{double(v[0]), double(v[0])}));
         ASSERT_NE(def.u.bd.u.nameptr, nullptr);
         EXPECT_STREQ(def.u.bd.u.nameptr, e.text);
         break;
     case PF_Param_POPUP:
-        EXPECT_EQ(def.u.pd.value, e.v[0]);
-        EXPECT_EQ(def.u.pd.dephault, e.v[0]);
-        EXPECT_EQ(def.u.pd.num_choices, e.v[1]);
+        EXPECT_EQ((V{double(def.u.pd.value), double(def.u.pd.dephault), double(def.u.pd.num_choices)}),
+                  (V{double(v[0]), double(v[0]), double(v[1])}));
         ASSERT_NE(def.u.pd.u.namesptr, nullptr);
         EXPECT_STREQ(def.u.pd.u.namesptr, e.text);
         break;
-    case PF_Param_POINT:
-        EXPECT_EQ(def.u.td.x_dephault, e.v[0]);
-        EXPECT_EQ(def.u.td.y_dephault, e.v[1]);
-        EXPECT_EQ(def.u.td.x_value, e.v[0]);
-        EXPECT_EQ(def.u.td.y_value, e.v[1]);
-        EXPECT_EQ(def.u.td.restrict_bounds, 0);
+    case PF_Param_POINT: {
+        const PF_PointDef& d = def.u.td;
+        EXPECT_EQ((V{double(d.x_dephault), double(d.y_dephault), double(d.x_value), double(d.y_value),
+                     double(d.restrict_bounds)}),
+                  (V{double(v[0]), double(v[1]), double(v[0]), double(v[1]), 0}));
         break;
+    }
     case PF_Param_COLOR:
-        for (const PF_Pixel& p : {def.u.cd.value, def.u.cd.dephault}) {
-            EXPECT_EQ(p.alpha, 255);
-            EXPECT_EQ(p.red, 255);
-            EXPECT_EQ(p.green, 255);
-            EXPECT_EQ(p.blue, 255);
-        }
+        for (const PF_Pixel& p : {def.u.cd.value, def.u.cd.dephault})
+            EXPECT_EQ((V{double(p.alpha), double(p.red), double(p.green), double(p.blue)}), (V{255, 255, 255, 255}));
         break;
-    case PF_Param_FLOAT_SLIDER:
-        EXPECT_EQ(def.u.fs_d.valid_min, 0.0f);
-        EXPECT_EQ(def.u.fs_d.valid_max, FLT_MAX);
-        EXPECT_EQ(def.u.fs_d.slider_min, 0.0f);
-        EXPECT_EQ(def.u.fs_d.slider_max, 1000.0f);
-        EXPECT_EQ(def.u.fs_d.dephault, 200.0f);
-        EXPECT_EQ(def.u.fs_d.value, 200.0);
-        EXPECT_EQ(def.u.fs_d.precision, 1);
-        EXPECT_EQ(def.u.fs_d.display_flags, 0);
-        EXPECT_EQ(def.u.fs_d.curve_tolerance, 0.05f);
+    case PF_Param_FLOAT_SLIDER: {
+        const PF_FloatSliderDef& d = def.u.fs_d;
+        EXPECT_EQ((V{d.valid_min, d.valid_max, d.slider_min, d.slider_max, d.dephault, d.value, double(d.precision),
+                     double(d.display_flags), d.curve_tolerance}),
+                  (V{0, FLT_MAX, 0, 1000, 200, 200, 1, 0, double(0.05f)}));
         break;
+    }
     default:
         break;
     }

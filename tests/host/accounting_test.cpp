@@ -25,6 +25,7 @@ const CommandRecord& lastRecord(const EffectHost& host, PF_Cmd cmd)
 struct LeakCase {
     const char* action;
     const char* what;
+    long long count;   // given back more than taken: negative
 };
 
 class Leaks : public testing::TestWithParam<LeakCase> {};
@@ -47,41 +48,29 @@ TEST(Accounting, AFullRenderIsBalancedAfterEveryCommand)
         << probeLog(*host);
 }
 
+// Each leak is reported for the render command that made it, naming what and how many; the
+// next frame reports only its own leak, not the earlier one again.
 TEST_P(Leaks, AreReportedAfterTheRenderCommand)
 {
     auto host = startProbe(GetParam().action);
     ASSERT_EQ(host->start(), PF_Err_NONE);
     Image out;
-    ASSERT_EQ(host->renderFrame({0.0, 8, 1, 1}, &out), PF_Err_NONE);
-    const CommandRecord& render = lastRecord(*host, PF_Cmd_SMART_RENDER);
-    ASSERT_EQ(render.imbalances.size(), 1u) << GetParam().action;
-    EXPECT_EQ(render.imbalances[0].what, GetParam().what);
-    EXPECT_EQ(render.imbalances[0].count, 1);
-    // The next frame reports only its own leak, not the earlier one again.
-    ASSERT_EQ(host->renderFrame({0.1, 8, 1, 1}, &out), PF_Err_NONE);
-    EXPECT_EQ(lastRecord(*host, PF_Cmd_SMART_RENDER).imbalances.size(), 1u);
+    for (double t : {0.0, 0.1}) {
+        ASSERT_EQ(host->renderFrame({t, 8, 1, 1}, &out), PF_Err_NONE);
+        EXPECT_TRUE(lastRecord(*host, PF_Cmd_SMART_PRE_RENDER).imbalances.empty());
+        const CommandRecord& render = lastRecord(*host, PF_Cmd_SMART_RENDER);
+        ASSERT_EQ(render.imbalances.size(), 1u) << GetParam().action;
+        EXPECT_EQ(render.imbalances[0].what, GetParam().what);
+        EXPECT_EQ(render.imbalances[0].count, GetParam().count);
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Probe, Leaks,
-                         testing::Values(LeakCase{"leak_checkout", "parameter checkout"},
-                                         LeakCase{"leak_suite", "suite \"PF World Suite\" v2"},
-                                         LeakCase{"leak_handle", "handle"}, LeakCase{"leak_world", "world"}),
+                         testing::Values(LeakCase{"leak_checkout", "parameter checkout", 1},
+                                         LeakCase{"leak_suite", "suite \"PF World Suite\" v2", 1},
+                                         LeakCase{"leak_handle", "handle", 1}, LeakCase{"leak_world", "world", 1},
+                                         LeakCase{"over_release", "suite \"PF World Suite\" v2", -1}),
                          [](const auto& info) { return std::string(info.param.action); });
-
-// Giving back more than was taken is an imbalance too: a negative count, reported for the
-// command that did it.
-TEST(Accounting, AnOverReleaseIsReportedAsANegativeCount)
-{
-    auto host = startProbe("over_release");
-    ASSERT_EQ(host->start(), PF_Err_NONE);
-    Image out;
-    ASSERT_EQ(host->renderFrame({0.0, 8, 1, 1}, &out), PF_Err_NONE);
-    EXPECT_TRUE(lastRecord(*host, PF_Cmd_SMART_PRE_RENDER).imbalances.empty());
-    const CommandRecord& render = lastRecord(*host, PF_Cmd_SMART_RENDER);
-    ASSERT_EQ(render.imbalances.size(), 1u);
-    EXPECT_EQ(render.imbalances[0].what, "suite \"PF World Suite\" v2");
-    EXPECT_EQ(render.imbalances[0].count, -1);
-}
 
 // The difference of two snapshots names each key whose count moved, either way, also one that
 // is missing from either snapshot.

@@ -1,6 +1,6 @@
-// The composition as an effect reads it through the AEGP suites: layer order, names and
-// renames, switches and times, layer stream values in their units, the layer-to-world matrix
-// of a parented layer, and the camera that views the effect.
+// The composition as an effect reads it through the AEGP suites: layer order and parents, names
+// and renames, switches and times, layer stream values in their units. (Matrices, the default
+// camera distance and the active camera are computed and checked in tests/comp/.)
 #include "aegp_support.h"
 
 #include <gtest/gtest.h>
@@ -34,8 +34,12 @@ TEST(AegpComposition, LayersComeTopToBottomFromTheEffectsComposition)
         EXPECT_STREQ(name, expected[i]) << "layer " << i;
     }
     EXPECT_EQ(s.layer(0), effectLayer);
-    AEGP_LayerH past = nullptr;
+    AEGP_LayerH past = nullptr, parent = nullptr;
     EXPECT_EQ(s.layer12->AEGP_GetCompLayerByIndex(comp, 8, &past), A_Err_PARAMETER);
+    ASSERT_EQ(s.layer12->AEGP_GetLayerParent(s.layer(3), &parent), A_Err_NONE);
+    EXPECT_EQ(parent, s.layer(2));
+    ASSERT_EQ(s.layer12->AEGP_GetLayerParent(s.layer(2), &parent), A_Err_NONE);
+    EXPECT_EQ(parent, nullptr);
 
     // The composition's item: its size and pixel aspect.
     AEGP_ItemH item = nullptr;
@@ -133,11 +137,6 @@ TEST(AegpComposition, FlagsTimesAndTypesFollowTheModel)
         EXPECT_EQ(inLayer.value, 0) << "layer " << c.layer;
         EXPECT_DOUBLE_EQ(double(duration.value) / duration.scale, c.duration) << "layer " << c.layer;
     }
-    AEGP_CompH comp = nullptr;
-    A_FpLong distance = 0;
-    s.layer12->AEGP_GetLayerParentComp(s.layer(0), &comp);
-    ASSERT_EQ(s.camera->AEGP_GetDefaultCameraDistanceToImagePlane(comp, &distance), A_Err_NONE);
-    EXPECT_NEAR(distance, 16 * 50.0 / 36.0, 1e-9);
 }
 
 TEST(AegpComposition, LayerStreamsComeInTheirUnits)
@@ -186,51 +185,6 @@ TEST(AegpComposition, LayerStreamsComeInTheirUnits)
         for (std::size_t i = 0; i < c.expected.size(); ++i)
             EXPECT_NEAR(got[i], c.expected[i], 1e-9) << c.what << ", component " << i;
     }
-}
-
-TEST(AegpComposition, AParentedLayersMatrixIsItsOwnThenItsParents)
-{
-    auto host = startedProbe();
-    Suites s(*host);
-    A_Matrix4 m{};
-    const A_Time t = seconds(0);
-    ASSERT_EQ(s.layer12->AEGP_GetLayerToWorldXform(s.layer(3), &t, &m), A_Err_NONE);
-    AEGP_LayerH parent = nullptr;
-    ASSERT_EQ(s.layer12->AEGP_GetLayerParent(s.layer(3), &parent), A_Err_NONE);
-    EXPECT_EQ(parent, s.layer(2));
-    // By hand: the child moves a layer point p to q = p − anchor (5, 5) + position (10, 0); the
-    // parent scales q by 2, turns it 90° clockwise on screen ((x, y) → (−y, x)) and moves it to
-    // (100, 50). So x → (0, 2), y → (−2, 0), and the layer origin lands at (110, 60).
-    const double expected[4][3] = {{0, 2, 0}, {-2, 0, 0}, {0, 0, 1}, {110, 60, 0}};
-    for (int r : {0, 1, 3})
-        for (int c = 0; c < 3; ++c)
-            EXPECT_NEAR(m.mat[r][c], expected[r][c], 1e-9) << "row " << r << " column " << c;
-    EXPECT_NEAR(m.mat[3][3], 1.0, 1e-12);
-}
-
-TEST(AegpComposition, TheEffectCameraIsTheTopmostActiveCamera)
-{
-    // Off Cam (4) has its video off; Late Cam (5) shows on [1, 1.5); Cam (6) always.
-    struct Case {
-        double seconds;
-        int camera;
-    };
-    auto host = startedProbe("aegp_camera");
-    Image out;
-    for (const Case& c : {Case{0.0, 6}, Case{1.2, 5}, Case{1.6, 6}}) {
-        ASSERT_EQ(host->renderFrame({c.seconds, 8, 1, 1}, &out), PF_Err_NONE);
-        const std::string log = probetest::probeLog(*host);
-        const std::string line = "camera err=0 layer=" + std::to_string(c.camera);
-        EXPECT_EQ(log.substr(log.rfind("camera ")).substr(0, line.size()), line) << "at " << c.seconds << " s";
-    }
-    // Without camera layers: no camera and no error.
-    Composition flat = probetest::smallComposition();
-    host->setComposition(flat);
-    Suites s(*host);
-    AEGP_LayerH camera = s.layer(0);
-    const A_Time t = seconds(0);
-    EXPECT_EQ(s.pf->AEGP_GetEffectCamera(s.effectRef(), &t, &camera), A_Err_NONE);
-    EXPECT_EQ(camera, nullptr);
 }
 
 TEST(AegpComposition, EffectTimeIsTheLayersTime)

@@ -224,19 +224,3 @@ TEST(AegpHandles, LeakedReferencesAreReportedByNameAndCount)
                                                        {"AEGP memory handle \"layer source name\"", 1}};
     EXPECT_EQ(leaks, expected);
 }
-
-TEST(AegpHandles, AnInjectedStreamReadFailureReachesTheCaller)
-{
-    auto host = startedProbe();
-    host->faults().failStreamRead = 2;
-    Suites s(*host);
-    const A_Time t = seconds(0);
-    AEGP_StreamVal2 value{};
-    const auto read = [&] {
-        return s.stream->AEGP_GetLayerStreamValue(s.layer(6), AEGP_LayerStream_ZOOM, AEGP_LTimeMode_CompTime, &t, false,
-                                                  &value, nullptr);
-    };
-    EXPECT_EQ(read(), A_Err_NONE);
-    EXPECT_EQ(read(), A_Err_GENERIC);
-    EXPECT_EQ(read(), A_Err_NONE);
-}

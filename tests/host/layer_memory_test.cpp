@@ -22,6 +22,16 @@ Scene sceneText(const std::string& comp, const std::string& layers, const std::s
                           "scene.json", ".");
 }
 
+// The pixels of two worlds of one size agree byte for byte (padding aside).
+void expectSameRows(const PF_EffectWorld& a, const PF_EffectWorld& b, std::size_t rowBytes)
+{
+    for (int y = 0; y < a.height; ++y)
+        EXPECT_EQ(std::memcmp(static_cast<char*>(static_cast<void*>(a.data)) + y * a.rowbytes,
+                              static_cast<char*>(static_cast<void*>(b.data)) + y * b.rowbytes, rowBytes),
+                  0)
+            << "row " << y;
+}
+
 } // namespace
 
 TEST(LazyLayerPixels, HiddenSolidsAndNullsHoldNoPixelsUntilCheckedOut)
@@ -79,11 +89,7 @@ TEST(LazyLayerPixels, AnImageFileIsDecodedWhenCheckedOutAndNotKept)
     ASSERT_EQ(cache.makeWorld(worlds, memory, PF_PixelFormat_ARGB64, 2, 2, &b), PF_Err_NONE);
     ASSERT_EQ(a.width, 5);
     ASSERT_EQ(a.height, 3);
-    for (int y = 0; y < a.height; ++y)
-        EXPECT_EQ(std::memcmp(reinterpret_cast<char*>(a.data) + y * a.rowbytes,
-                              reinterpret_cast<char*>(b.data) + y * b.rowbytes, std::size_t(a.width) * 8),
-                  0)
-            << "row " << y;
+    expectSameRows(a, b, std::size_t(a.width) * 8);
     EXPECT_EQ(cache.cachedBytes(), 2u * 3u * (5u * 8u + kRowPaddingBytes)) << "only reduced worlds are kept";
     PF_EffectWorld again{};
     ASSERT_EQ(cache.makeWorld(worlds, file, PF_PixelFormat_ARGB64, 2, 2, &again), PF_Err_NONE);
@@ -115,12 +121,7 @@ TEST(LazyLayerPixels, ASolidsWorldMatchesTheWorldOfItsFullImage)
         ASSERT_EQ(cache.makeWorld(worlds, full, format, 4, 3, &b), PF_Err_NONE);
         ASSERT_EQ(a.width, b.width);
         ASSERT_EQ(a.height, b.height);
-        const std::size_t rowBytes = std::size_t(a.width) * std::size_t(bytesPerPixel(format));
-        for (int y = 0; y < a.height; ++y)
-            EXPECT_EQ(std::memcmp(reinterpret_cast<char*>(a.data) + y * a.rowbytes,
-                                  reinterpret_cast<char*>(b.data) + y * b.rowbytes, rowBytes),
-                      0)
-                << "row " << y << " (edge blocks are partial)";
+        expectSameRows(a, b, std::size_t(a.width) * std::size_t(bytesPerPixel(format)));   // edge blocks are partial
         cache.clear(worlds);
     }
 }

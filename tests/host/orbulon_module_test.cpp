@@ -1,28 +1,104 @@
-// The real Orbulon module driven through the host (skipped when it has not been built).
+// The real Orbulon module through the host (skipped when it has not been built): posing as
+// Premiere Pro, and what of the parameter UI only the host can see (tests/cli/ui_state_test.cpp
+// checks what a user sees): the order of the PF_UpdateParamUI calls, the "dammy" expression and
+// stream, host versions, a falloff value outside the list, and the failure paths, after each of
+// which every stream, effect reference, memory handle and suite is back.
 #include "host/core/host_codes.h"
 #include "host/core/host_state.h"
 
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
 
 using namespace orbhost;
 
 namespace {
 
-std::string orbulonPath()
+constexpr int kControlLayer = 4, kEllipseZxy = 5, kRotationZ = 12;
+constexpr int kFalloff = 21, kFalloffRadius = 22, kFalloffDistance = 23, kDammy = 49;
+constexpr int kCtlLayer = 1;   // the composition layer tests choose as control layer
+
+std::string orbulonPath() { return std::string(ORBULON_BUILD_DIR) + "/Orbulon.so"; }
+
+std::string expressionFor(const std::string& layerName)
 {
-    return std::string(ORBULON_BUILD_DIR) + "/Orbulon.so";
+    return "try{length(thisComp.layer(\"" + layerName + "\").toWorld([1,1,1]));}catch(e){value;}\n";
 }
 
-std::unique_ptr<EffectHost> loadOrbulon(HostConfig config = {})
+// "Sphere" carries the effect; layers named {own, source} follow it (composition layers 1, 2, ...).
+std::unique_ptr<EffectHost> loadOrbulon(const std::vector<std::pair<std::string, std::string>>& layers = {{"Ctl", "Ctl"}},
+                                        HostConfig config = {}, bool start = true)
 {
     auto host = std::make_unique<EffectHost>(orbulonPath(), config);
     Composition comp;
     comp.model.width = 64, comp.model.height = 48;
     addImageLayer(comp, "Sphere", solidImage(64, 48, 0, 0, 0, 1));
+    for (const auto& [own, source] : layers) {
+        addImageLayer(comp, source, solidImage(8, 8, 1, 0, 0, 1));
+        comp.model.layers.back().name = own;
+    }
     host->setComposition(comp);
+    if (start) {
+        EXPECT_EQ(host->start(), PF_Err_NONE);
+    }
     return host;
+}
+
+void hold(EffectHost& host, int index, ParamValue v) { host.setParamValues(index, [v](double) { return v; }); }
+
+void holdControlLayer(EffectHost& host)
+{
+    ParamValue v;
+    v.layer = kCtlLayer;
+    hold(host, kControlLayer, v);
+}
+
+bool greyed(const EffectHost& host, int index) { return host.params()[std::size_t(index)].uiFlags & PF_PUI_DISABLED; }
+
+// The PF_UpdateParamUI calls made since `from`, as (index, greyed) pairs.
+std::vector<std::pair<int, bool>> updatesSince(const EffectHost& host, std::size_t from)
+{
+    std::vector<std::pair<int, bool>> updates;
+    for (std::size_t i = from; i < host.paramUiUpdates().size(); ++i) {
+        const ParamUiUpdate& u = host.paramUiUpdates()[i];
+        EXPECT_TRUE(u.fromParams) << "update of " << u.index << " did not hand back the host's params[] entry";
+        EXPECT_EQ(u.cmd, PF_Cmd_UPDATE_PARAMS_UI) << "update of " << u.index;
+        updates.emplace_back(u.index, (u.uiFlags & PF_PUI_DISABLED) != 0);
+    }
+    return updates;
+}
+
+std::string expressionOfDammy(const EffectHost& host)
+{
+    const auto it = host.paramStreams().find(kDammy);
+    return it == host.paramStreams().end() ? "(never set)" : it->second.expression;
+}
+
+// Every command balanced, and nothing the effect must give back within a command still held
+// (data handles live across commands).
+void expectEveryCommandBalanced(const EffectHost& host)
+{
+    for (const CommandRecord& r : host.commandLog())
+        for (const Imbalance& i : r.imbalances)
+            ADD_FAILURE() << commandName(r.cmd) << " left unbalanced: " << i.what << " (" << i.count << ")";
+    for (const Imbalance& live : host.liveResources()) {
+        const std::string& a = live.what;
+        if (a.find("stream") != std::string::npos || a.find("effect reference") != std::string::npos ||
+            a.find("memory handle") != std::string::npos || a.starts_with("suite ") || a == "handle" || a == "world")
+            ADD_FAILURE() << "still held: " << a << " (" << live.count << ")";
+    }
+}
+
+const CommandRecord& lastOf(const EffectHost& host, PF_Cmd cmd)
+{
+    for (auto it = host.commandLog().rbegin(); it != host.commandLog().rend(); ++it)
+        if (it->cmd == cmd)
+            return *it;
+    throw std::runtime_error(std::string("no ") + commandName(cmd) + " was sent");
 }
 
 class Orbulon : public testing::Test {
@@ -36,42 +112,6 @@ protected:
 
 } // namespace
 
-TEST_F(Orbulon, RegistersItsFortyNineParametersWithTheirDiskIds)
-{
-    auto host = loadOrbulon();
-    ASSERT_EQ(host->start(), PF_Err_NONE);
-    const std::vector<A_long> ids = {1,  2,  43, 3,  4,  5,  6,  7,  8,  9,  10, 11, 12, 13, 14, 15, 16,
-                                     17, 13, 19, 20, 21, 22, 23, 24, 25, 26, 27, 28, 29, 30, 31, 32, 32,
-                                     34, 35, 36, 37, 38, 39, 40, 53, 54, 55, 56, 57, 58, 41, 42};
-    ASSERT_EQ(host->params().size(), 50u);
-    for (std::size_t i = 1; i < host->params().size(); ++i)
-        EXPECT_EQ(host->params()[i].def.uu.id, ids[i - 1]) << "parameter " << i << " " << host->params()[i].name;
-    EXPECT_EQ(host->effectVersion(), 568833u);
-    EXPECT_TRUE(host->warnings().empty()) << host->warnings().front();
-}
-
-TEST_F(Orbulon, AnswersEveryCommandAndShowsItsAboutText)
-{
-    auto host = loadOrbulon();
-    std::string about;
-    ASSERT_EQ(host->about(&about), PF_Err_NONE);
-    EXPECT_EQ(about, "Orbulon, v1.1.5\nCustom lens blur plugin for After Effects.");
-    ASSERT_EQ(host->start(), PF_Err_NONE);
-    for (PF_Cmd cmd = 0; cmd <= 40; ++cmd) {
-        if (cmd == PF_Cmd_GLOBAL_SETUP || cmd == PF_Cmd_GLOBAL_SETDOWN || cmd == PF_Cmd_PARAMS_SETUP ||
-            cmd == PF_Cmd_SMART_PRE_RENDER || cmd == PF_Cmd_SMART_RENDER)
-            continue;
-        const PF_Err err = host->sendCommand(cmd);
-        if (cmd != PF_Cmd_USER_CHANGED_PARAM && cmd != PF_Cmd_UPDATE_PARAMS_UI) {
-            EXPECT_EQ(err, PF_Err_NONE) << commandName(cmd) << " (" << cmd << ")";
-        }
-        EXPECT_EQ(host->commandLog().back().cmd, cmd);
-        EXPECT_TRUE(host->commandLog().back().problem.empty()) << cmd << ": " << host->commandLog().back().problem;
-    }
-    Image out;
-    EXPECT_EQ(host->renderFrame({0.0, 8, 1, 1}, &out), PF_Err_NONE);
-}
-
 // Posing as Premiere Pro, the host serves none of the suites that describe an After Effects
 // composition. The effect still loads (it registers through the utility suite), shows no about
 // text and draws a frame from its defaults, leaving nothing held.
@@ -79,7 +119,7 @@ TEST_F(Orbulon, PosingAsPremiereRefusesTheCompositionSuites)
 {
     HostConfig config;
     config.applId = kAppIdPremierePro;
-    auto host = loadOrbulon(config);
+    auto host = loadOrbulon({}, config, false);
     std::string about = "unchanged";
     ASSERT_EQ(host->about(&about), PF_Err_NONE);
     EXPECT_EQ(about, "");
@@ -91,39 +131,139 @@ TEST_F(Orbulon, PosingAsPremiereRefusesTheCompositionSuites)
     host->shutdown();
     for (const CommandRecord& r : host->commandLog())
         EXPECT_TRUE(r.imbalances.empty()) << commandName(r.cmd) << ": " << r.imbalances.front().what;
-}
-
-TEST_F(Orbulon, FailingAddParamStopsRegistrationWithItsError)
-{
-    auto host = loadOrbulon();
-    host->faults().failAddParam = 5;
-    host->faults().injectedError = PF_Err_INVALID_INDEX;
-    EXPECT_EQ(host->start(), PF_Err_INVALID_INDEX);
-    EXPECT_EQ(host->params().size(), 5u);   // input layer and the four added before the failure
-    EXPECT_FALSE(host->usable());
-}
-
-TEST_F(Orbulon, MissingUtilitySuiteFailsGlobalSetup)
-{
-    auto host = loadOrbulon();
-    host->faults().unavailableSuites.insert(kAEGPUtilitySuite);
-    EXPECT_EQ(host->start(), PF_Err_BAD_CALLBACK_PARAM);
-    EXPECT_EQ(host->commandLog().back().cmd, PF_Cmd_GLOBAL_SETUP);
-}
-
-TEST_F(Orbulon, AccountsBalanceAfterEveryCommandOfAFullRender)
-{
-    auto host = loadOrbulon();
-    ASSERT_EQ(host->start(), PF_Err_NONE);
-    for (int depth : {8, 16, 32}) {
-        Image out;
-        host->renderFrame({0.0, depth, 1, 1}, &out);
-        EXPECT_EQ(out.width, 64) << depth;
-    }
-    host->shutdown();
-    for (const CommandRecord& r : host->commandLog())
-        EXPECT_TRUE(r.imbalances.empty()) << commandName(r.cmd) << ": " << r.imbalances.front().what << " ("
-                                          << r.imbalances.front().count << ")";
     EXPECT_EQ(host->state().handles.liveCount(), 0u);
     EXPECT_EQ(host->state().worlds.liveCount(), 0u);
+}
+
+TEST_F(Orbulon, OnlyAChangeOfTheControlLayerTouchesTheDammyStream)
+{
+    auto host = loadOrbulon();
+    holdControlLayer(*host);
+    const long long streamsBefore = host->accounting().total("AEGP stream of parameter 49 (taken)");
+    for (int index : {1, 3, kFalloff, kDammy})
+        EXPECT_EQ(host->userChangedParam(index, 0.0), PF_Err_NONE) << index;
+    EXPECT_EQ(host->accounting().total("AEGP stream of parameter 49 (taken)"), streamsBefore);
+    EXPECT_EQ(expressionOfDammy(*host), "(never set)");
+    expectEveryCommandBalanced(*host);
+}
+
+// The expression carries the layer's 8-bit name byte for byte: nothing is escaped, so a quote
+// breaks the expression (it then falls back to the parameter's own value). An unnamed layer is
+// named after its source first; the names travel in UTF-16 for that test and the rename, in 8
+// bits for the expression.
+TEST_F(Orbulon, TheExpressionCarriesTheControlLayersNameUnchanged)
+{
+    const std::pair<std::string, std::string> layers[] = {
+        {"Ctl", "solid.png"}, {"Say \"hi\"", "solid.png"}, {"back\\slash", "solid.png"},
+        {"two  spaces", "solid.png"}, {"Wolke \xE2\x98\x81", "solid.png"}, {"", "clouds \"night\".png"}};
+    for (const auto& [own, source] : layers) {
+        SCOPED_TRACE("layer \"" + own + "\" from \"" + source + "\"");
+        const std::string name = own.empty() ? source : own;
+        auto host = loadOrbulon({{own, source}});
+        holdControlLayer(*host);
+        const long long v12Before = host->accounting().total("suite \"AEGP Layer Suite\" v12 (taken)");
+        const long long v11Before = host->accounting().total("suite \"AEGP Layer Suite\" v11 (taken)");
+        ASSERT_EQ(host->userChangedParam(kControlLayer, 0.0), PF_Err_NONE);
+        EXPECT_EQ(host->composition().model.layers[kCtlLayer].name, name);
+        EXPECT_EQ(host->composition().model.layers[kCtlLayer].sourceName, source);
+        EXPECT_EQ(expressionOfDammy(*host), expressionFor(name));
+        EXPECT_GT(host->accounting().total("suite \"AEGP Layer Suite\" v12 (taken)"), v12Before);
+        EXPECT_GT(host->accounting().total("suite \"AEGP Layer Suite\" v11 (taken)"), v11Before);
+        EXPECT_EQ(host->accounting().total("AEGP call refused"), 0);
+        expectEveryCommandBalanced(*host);
+    }
+}
+
+// A falloff value outside the list (a saved project or another host can send one) leaves the
+// distances as the mode before it ("Smooth": both enabled) left them, without an update.
+TEST_F(Orbulon, AFalloffValueOutsideTheListLeavesTheDistancesAsTheyWere)
+{
+    auto host = loadOrbulon();
+    host->setParamValues(kFalloff, [](double t) {
+        ParamValue v;
+        v.number = t < 0.5 ? 2 : 4;
+        return v;
+    });
+    ASSERT_EQ(host->renderFrame({0.0}, nullptr), PF_Err_NONE);
+    const std::size_t before = host->paramUiUpdates().size();
+    ASSERT_EQ(host->renderFrame({1.0}, nullptr), PF_Err_NONE);
+    for (const auto& [index, isGreyed] : updatesSince(*host, before))
+        EXPECT_TRUE(index != kFalloffRadius && index != kFalloffDistance) << "updated " << index;
+    EXPECT_FALSE(greyed(*host, kFalloffRadius));
+    EXPECT_FALSE(greyed(*host, kFalloffDistance));
+    expectEveryCommandBalanced(*host);
+}
+
+TEST_F(Orbulon, HostsBefore13Point2GetTheDammyStreamHidden)
+{
+    struct Case {
+        A_short major, minor;
+        bool hidden;
+    };
+    for (const Case& c : {Case{12, 0, true}, Case{13, 1, true}, Case{13, 2, false}, Case{13, 27, false},
+                          Case{14, 0, false}}) {
+        SCOPED_TRACE("host " + std::to_string(c.major) + "." + std::to_string(c.minor));
+        HostConfig config;
+        config.version = {c.major, c.minor};
+        auto host = loadOrbulon({{"Ctl", "Ctl"}}, config);   // start() sends the first UI update
+        ASSERT_EQ(lastOf(*host, PF_Cmd_UPDATE_PARAMS_UI).result, PF_Err_NONE);
+        const auto it = host->paramStreams().find(kDammy);
+        EXPECT_EQ(it == host->paramStreams().end() ? 0 : it->second.dynamicFlags, c.hidden ? AEGP_DynStreamFlag_HIDDEN : 0u);
+        EXPECT_TRUE(host->params()[kDammy].uiFlags & PF_PUI_INVISIBLE);
+        EXPECT_TRUE(greyed(*host, kFalloffRadius)) << "the UI update went on after the stream step";
+        expectEveryCommandBalanced(*host);
+    }
+}
+
+// With a control layer and "Smooth" the update makes ten calls: 5..12 greyed, 22 and 23
+// enabled. The failing call (1-based) ends the handler with its error; before the command
+// 5..12 were enabled and the distances greyed ("None" at start-up), and only the updates made
+// before the failure show.
+TEST_F(Orbulon, AFailingUpdateEndsTheHandlerWithItsErrorAndMakesNoLaterUpdate)
+{
+    const std::vector<int> order{5, 6, 7, 8, 9, 10, 11, 12, 22, 23};
+    for (int failing : {1, 2, 8, 9, 10}) {
+        SCOPED_TRACE("failing call " + std::to_string(failing));
+        auto host = loadOrbulon();
+        holdControlLayer(*host);
+        ParamValue smooth;
+        smooth.number = 2;
+        hold(*host, kFalloff, smooth);
+        host->faults().failParamUiUpdate = host->state().faultCounters.paramUiUpdates + failing;
+        host->faults().injectedError = PF_Err_INVALID_INDEX;
+        const std::size_t before = host->paramUiUpdates().size();
+
+        EXPECT_EQ(host->updateParamsUI(0.0), PF_Err_INVALID_INDEX);
+        const auto updates = updatesSince(*host, before);
+        ASSERT_EQ(updates.size(), std::size_t(failing)) << "updates went on after the failure";
+        for (std::size_t k = 0; k < updates.size(); ++k)
+            EXPECT_EQ(updates[k].first, order[k]);
+        EXPECT_EQ(host->paramUiUpdates().back().result, PF_Err_INVALID_INDEX);
+        for (std::size_t k = 0; k < order.size(); ++k) {
+            const bool applied = int(k) < failing - 1, placement = order[k] <= kRotationZ;
+            EXPECT_EQ(greyed(*host, order[k]), applied ? placement : !placement) << "parameter " << order[k];
+        }
+        expectEveryCommandBalanced(*host);
+    }
+}
+
+// AEGP failures stay inside the host objects: both commands succeed, the UI is still greyed,
+// and nothing is left held, whichever AEGP suite the host cannot supply (an older host, whose
+// stream step holds a stream too).
+TEST_F(Orbulon, AMissingAegpSuiteLeavesBothUiCommandsSucceedingAndBalanced)
+{
+    for (const char* suite : {kAEGPPFInterfaceSuite, kAEGPEffectSuite, kAEGPStreamSuite, kAEGPDynamicStreamSuite,
+                              kAEGPLayerSuite, kAEGPMemorySuite}) {
+        SCOPED_TRACE(suite);
+        HostConfig config;
+        config.version = {13, 1};
+        auto host = loadOrbulon({{"", "solid.png"}}, config);
+        holdControlLayer(*host);
+        host->faults().unavailableSuites.insert(suite);
+        EXPECT_EQ(host->userChangedParam(kControlLayer, 0.0), PF_Err_NONE);
+        EXPECT_EQ(host->updateParamsUI(0.0), PF_Err_NONE);
+        for (int i = kEllipseZxy; i <= kRotationZ; ++i)
+            EXPECT_TRUE(greyed(*host, i)) << host->params()[std::size_t(i)].name;
+        expectEveryCommandBalanced(*host);
+    }
 }

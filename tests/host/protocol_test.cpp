@@ -84,23 +84,11 @@ TEST(Protocol, SceneValuesReachTheEffectInItsUnits)
 {
     auto host = startProbe();
     ASSERT_EQ(host->start(), PF_Err_NONE);
-    auto constant = [](ParamValue v) { return [v](double) { return v; }; };
-    ParamValue layer; layer.layer = 1;
-    ParamValue amount; amount.number = 12.5;
-    ParamValue scale; scale.number = 2.25;
-    ParamValue angle; angle.number = -45;
-    ParamValue enable; enable.number = 1;
-    ParamValue tint; tint.color = {0, 1, 0, 0.5f};
-    ParamValue center; center.x = 4; center.y = 6;
-    ParamValue mode; mode.number = 3;
-    host->setParamValues(1, constant(layer));
-    host->setParamValues(2, constant(amount));
-    host->setParamValues(3, constant(scale));
-    host->setParamValues(4, constant(angle));
-    host->setParamValues(5, constant(enable));
-    host->setParamValues(6, constant(tint));
-    host->setParamValues(7, constant(center));
-    host->setParamValues(8, constant(mode));
+    ParamValue v[9];
+    v[1].layer = 1, v[2].number = 12.5, v[3].number = 2.25, v[4].number = -45, v[5].number = 1;
+    v[6].color = {0, 1, 0, 0.5f}, v[7].x = 4, v[7].y = 6, v[8].number = 3;
+    for (int i = 1; i <= 8; ++i)
+        host->setParamValues(i, [value = v[i]](double) { return value; });
     Image out;
     ASSERT_EQ(host->renderFrame({0.5, 8, 2, 2}, &out), PF_Err_NONE);
     // Layer 4 x 2 at half resolution is 2 wide; points scale with the downsample factor.

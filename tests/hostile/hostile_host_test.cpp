@@ -11,6 +11,15 @@
 namespace orbhost::testing {
 namespace {
 
+// A test name of letters, digits and underscores.
+std::string testName(std::string name)
+{
+    for (char& ch : name)
+        if (!std::isalnum(static_cast<unsigned char>(ch)))
+            ch = '_';
+    return name;
+}
+
 // ---- null pointers -------------------------------------------------------------------------
 
 // Where a null pointer is met: during set-up, or in a later command (ABOUT, the UI commands
@@ -103,13 +112,7 @@ INSTANTIATE_TEST_SUITE_P(
                       NullCase{"utils.host_dispose_handle", PF_Cmd_SMART_RENDER, PF_Err_NONE},
                       NullCase{"output", PF_Cmd_SMART_RENDER, kBad},
                       NullCase{"input", PF_Cmd_SMART_RENDER, PF_Err_NONE}),   // the input is never read
-    [](const auto& info) {
-        std::string name = std::string(commandName(info.param.cmd)) + "_" + info.param.pointer;
-        for (char& ch : name)
-            if (!std::isalnum(static_cast<unsigned char>(ch)))
-                ch = '_';
-        return name;
-    });
+    [](const auto& info) { return testName(std::string(commandName(info.param.cmd)) + "_" + info.param.pointer); });
 
 // ---- suites in older versions --------------------------------------------------------------
 
@@ -154,13 +157,7 @@ INSTANTIATE_TEST_SUITE_P(
                       OldSuiteCase{kAEGPCompSuite, 10, PF_Err_NONE, PF_Err_NONE},
                       OldSuiteCase{kAEGPItemSuite, 12, PF_Err_NONE, PF_Err_NONE},
                       OldSuiteCase{kAEGPPFInterfaceSuite, 0, PF_Err_NONE, PF_Err_NONE}),
-    [](const auto& info) {
-        std::string name = std::string(info.param.suite) + "_" + std::to_string(info.param.newest);
-        for (char& ch : name)
-            if (!std::isalnum(static_cast<unsigned char>(ch)))
-                ch = '_';
-        return name;
-    });
+    [](const auto& info) { return testName(std::string(info.param.suite) + "_" + std::to_string(info.param.newest)); });
 
 // ---- odd worlds ----------------------------------------------------------------------------
 

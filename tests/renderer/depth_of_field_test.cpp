@@ -1,7 +1,7 @@
 // Depth of field: the sphere's near and far walls are each averaged over a box whose half-size
 // grows with the wall's distance from the camera's focus, and pixels next to the outline pick
 // up the blurred edge. Seen through a composition camera 300 pixels in front of the sphere.
-#include "renderer/renderer_support.h"
+#include "renderer/renderer_model.h"
 
 using namespace asmtest;
 using namespace rtest;
@@ -54,34 +54,29 @@ SceneSetup blurredScene(const BlurCase& c, const std::string& mode)
 // for an empty pixel that the blur can reach the ray's closest approach to the sphere in both.
 class BlurModel {
 public:
-    explicit BlurModel(const BlurCase& c)
+    BlurModel(const BlurCase& c, const ContextSnapshot& ctx)
         : optics_(c.optics), dsX_(c.downsampleX), dsY_(c.downsampleY), width_(kWidth / dsX_), height_(kHeight / dsY_),
           layer_(std::size_t(width_ * height_))
     {
-        // The semi-axes that "Radius" and "Ellipse X/Y" make.
-        const double t6 = std::tan((c.ellipseXY + 1) * kPiD / 4);
-        semi_ = {c.placement.radius * t6, c.placement.radius / t6, c.placement.radius};
-        centre_ = c.placement.position;
-        axes_ = orientation(c.placement.rotationDeg);
         for (int y = 0; y < height_; ++y)
             for (int x = 0; x < width_; ++x)
-                layer_[index(x, y)] = layerPixel(x, y, c.side != "Inside", c.side != "Outside");
+                layer_[index(x, y)] = layerPixel(ctx, x, y, c.side != "Inside", c.side != "Outside");
     }
 
     int width() const { return width_; }
     int height() const { return height_; }
     bool hit(int x, int y) const { return layer_[index(x, y)].hit; }
 
-    // The near layer blurred by its depth over the far one. `fragile` is set when a pixel that
-    // decides it grazes the outline, or when an empty pixel lies right at the blur's reach.
+    // The near layer blurred by its depth over the far one; `fragile` when an empty pixel lies
+    // right at the blur's reach.
     Rgba pixel(int x, int y, bool& fragile) const
     {
         const LayerPixel& p = layer_[index(x, y)];
         fragile = p.tie;
         const bool frontNear = p.backDepth > p.frontDepth;
         const double nearDepth = std::min(p.frontDepth, p.backDepth), farDepth = std::max(p.frontDepth, p.backDepth);
-        const Rgba n = nearDepth < 0 ? Rgba{} : blurred(x, y, optics_.radius(nearDepth), frontNear, fragile);
-        const Rgba q = farDepth < 0 || n.a >= 1 ? Rgba{} : blurred(x, y, optics_.radius(farDepth), !frontNear, fragile);
+        const Rgba n = nearDepth < 0 ? Rgba{} : blurred(x, y, optics_.radius(nearDepth), frontNear);
+        const Rgba q = farDepth < 0 || n.a >= 1 ? Rgba{} : blurred(x, y, optics_.radius(farDepth), !frontNear);
         return over(n, q);
     }
 
@@ -89,92 +84,33 @@ private:
     struct LayerPixel {
         Rgba front, back;
         double frontDepth = -1, backDepth = -1;
-        bool hit = false;
-        bool grazing = false;   // a sample ray grazes the outline: the coverage could go either way
-        bool tie = false;       // the reach test of an empty pixel is a near tie
-    };
-
-    struct Cast {
-        bool hit = false, grazing = false;
-        double a = 0, b = 0, disc = 0;
-        Vec3d o{}, d{};   // in the ellipsoid's frame
+        bool hit = false, tie = false;
     };
 
     std::size_t index(int x, int y) const { return std::size_t(y) * std::size_t(width_) + std::size_t(x); }
 
-    Cast cast(double px, double py) const
-    {
-        const Vec3d eye{80, 60, -kZoom};
-        const Vec3d dw = normalized({px * dsX_ - 80, py * dsY_ - 60, kZoom});
-        Cast c;
-        const Vec3d rel = eye - centre_;
-        double cq = -1;
-        for (int i = 0; i < 3; ++i) {
-            c.o[i] = dot(rel, axes_[i]), c.d[i] = dot(dw, axes_[i]);
-            const double s = 1 / (semi_[i] * semi_[i]);
-            c.a += c.d[i] * c.d[i] * s;
-            c.b -= c.o[i] * c.d[i] * s;
-            cq += c.o[i] * c.o[i] * s;
-        }
-        c.disc = c.b * c.b - cq * c.a;
-        c.hit = c.disc >= 0;
-        c.grazing = std::abs(c.disc / c.a) < 1e-4;
-        return c;
-    }
-
-    // The untextured look at the ellipsoid's point o + d·t: red U, green V.
-    Rgba gradientAt(const Cast& c, double t) const
-    {
-        const Vec3d p = c.o + c.d * t;
-        const Vec3d q = normalized({p[0] / semi_[0], p[1] / semi_[1], p[2] / semi_[2]});
-        double u = -std::atan2(q[1], q[0]) / (2 * kPiD);
-        if (u < 0)
-            u += 1;
-        return {u, 1 - std::acos(std::clamp(q[2], -1.0, 1.0)) / kPiD, 0, 1};
-    }
-
-    LayerPixel layerPixel(int x, int y, bool front, bool back) const
+    LayerPixel layerPixel(const ContextSnapshot& ctx, int x, int y, bool front, bool back) const
     {
         LayerPixel p;
-        auto sample = [&](std::size_t i) {
-            const Cast c = cast(x + kSamples[i][0], y + kSamples[i][1]);
-            p.grazing = p.grazing || c.grazing;
-            return c;
-        };
-        int corners = 0, n = 0;
-        Cast shading;
-        for (std::size_t i = 5; i < 9; ++i) {
-            shading = sample(i);
-            corners += shading.hit;
-        }
-        if (corners == 4) {
-            n = 9;
-        } else if (corners > 0) {
-            for (std::size_t i = 0; i < 9; ++i) {
-                const Cast c = sample(i);
-                if (c.hit && n++ == 0)
-                    shading = c;
-            }
-        }
-        if (n > 0) {
-            const double root = std::sqrt(shading.disc);
-            const double tNear = (shading.b - root) / shading.a, tFar = (shading.b + root) / shading.a;
+        const Shot s = shot(ctx, x, y);
+        if (s.n > 0) {
+            const auto wall = [&](double t) {
+                Rgba c = gradientColour({}, textureUV(ctx, pointAt(s.ray, t)));
+                c.a = s.n / 9.0;
+                return c;
+            };
             p.hit = true;
-            if (front && tNear > 0) {
-                p.front = gradientAt(shading, tNear), p.front.a = n / 9.0;
-                p.frontDepth = tNear;
-            }
-            if (back && tFar > 0) {
-                p.back = gradientAt(shading, tFar), p.back.a = n / 9.0;
-                p.backDepth = tFar;
-            }
+            if (front && s.tNear > 0)
+                p.front = wall(s.tNear), p.frontDepth = s.tNear;
+            if (back && s.tFar > 0)
+                p.back = wall(s.tFar), p.backDepth = s.tFar;
             return p;
         }
         // An empty pixel: blur reaches it when the gap between its last corner ray and the
         // sphere's bounding sphere, seen on the image plane, is less than the largest blur.
-        const double t = shading.b / shading.a;
-        const double reach = std::max({semi_[0], semi_[1], semi_[2]});
-        const double projected = kZoom * (length(shading.o + shading.d * t) - reach) / t;
+        const double t = s.q.b / s.q.a;
+        const double reach = std::max({std::abs(ctx.radius.x), std::abs(ctx.radius.y), std::abs(ctx.radius.z)});
+        const double projected = kZoom * (length(wide(s.ray.o) + wide(s.ray.d) * t) - reach) / t;
         const double k = optics_.blurScale();
         p.tie = std::abs(projected - k) < 0.02 * std::max(k, 1e-9);
         p.frontDepth = p.backDepth = k <= projected ? -1 : t;
@@ -183,30 +119,22 @@ private:
 
     // The sampler's box average of a layer over half-size r (full-resolution pixels, so
     // 1/downsample of it in output pixels), the box clamped to the frame.
-    Rgba blurred(int x, int y, double r, bool front, bool& fragile) const
+    Rgba blurred(int x, int y, double r, bool front) const
     {
         const double rx = r / dsX_, ry = r / dsY_;
         const double left = std::max(x - rx, 0.0), right = std::min(x + rx, double(width_ - 1));
         const double top = std::max(y - ry, 0.0), bottom = std::min(y + ry, double(height_ - 1));
-        return areaSample(
-            [&](int i, int j) {
-                const LayerPixel& p = layer_[index(i, j)];
-                fragile = fragile || p.grazing;
-                return front ? p.front : p.back;
-            },
-            width_, height_, fixedCoord((left + right) / 2), fixedCoord((top + bottom) / 2),
-            fixedRadius((right - left) / 2), fixedRadius((bottom - top) / 2));
+        return areaSample([&](int i, int j) { return front ? layer_[index(i, j)].front : layer_[index(i, j)].back; }, width_,
+                          height_, fixedCoord((left + right) / 2), fixedCoord((top + bottom) / 2),
+                          fixedRadius((right - left) / 2), fixedRadius((bottom - top) / 2));
     }
 
     Optics optics_;
     int dsX_, dsY_, width_, height_;
-    Vec3d semi_, centre_;
-    std::array<Vec3d, 3> axes_;
     std::vector<LayerPixel> layer_;
 };
 
 class DepthOfFieldBlur : public AssemblyParamTest<BlurCase> {};
-class DepthOfField : public AssemblyTest {};
 
 } // namespace
 
@@ -224,7 +152,7 @@ TEST_P(DepthOfFieldBlur, BlursEachWallByItsDistanceFromTheFocus)
     ASSERT_EQ(r.passes.size(), 2u) << "a buffered pass and a gather pass";
     EXPECT_NEAR(r.passes[0].blurScale, c.optics.blurScale(), 1e-6 * std::max(1.0, c.optics.blurScale()));
 
-    const BlurModel model(c);
+    const BlurModel model(c, r.ctx());
     ASSERT_EQ(r.image.width, model.width());
     ASSERT_EQ(r.image.height, model.height());
     const int area = c.downsampleX * c.downsampleY;
@@ -238,19 +166,12 @@ TEST_P(DepthOfFieldBlur, BlursEachWallByItsDistanceFromTheFocus)
             ++compared;
             const Rgba got = pixelAt(r.image, x, y);
             const std::string where = c.name + " at (" + std::to_string(x) + ", " + std::to_string(y) + ")";
-            if (failures < 5) {
-                if (want.a == 0) {
-                    if (!(got.r == 0 && got.g == 0 && got.b == 0 && got.a == 0)) {
-                        ADD_FAILURE() << where << ": expected all zero, got " << str(got);
-                        ++failures;
-                    }
-                } else if (std::abs(got.a - want.a) > 1e-3) {
-                    ADD_FAILURE() << where << ": alpha " << got.a << ", expected " << want.a;
-                    ++failures;
-                } else if (!matches(got, want, want.a > 0.01 ? 2e-3 : 0.2, where)) {
-                    ++failures;   // (the colour of a nearly transparent pixel is ill-defined)
-                }
-            }
+            // Empty pixels exactly zero; alpha within 1e-3; the colour of a nearly transparent
+            // pixel is ill-defined.
+            if (want.a == 0 || std::abs(got.a - want.a) > 1e-3)
+                matches(got, want, want.a == 0 ? 0 : 1e-3, where, &failures);
+            else
+                matches(got, want, want.a > 0.01 ? 2e-3 : 0.2, where, &failures);
             spilled += !model.hit(x, y) && want.a > 0.01;
             empty += want.a == 0;
             partial += want.a > 0.01 && want.a < 0.99;
@@ -274,8 +195,6 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(
         // Focus 150 pixels from the camera: the sphere (260 to 340) is behind it; K = 8.
         BlurCase{"FocusInFront", {150, 40}},
-        // The same K from a boosted blur at a lower blur level.
-        BlurCase{"BoostedBlurLevel", {150, 40, 40, 250}},
         // "Camera Settings" follows the camera's own switch.
         BlurCase{"CameraSettings", {150, 40}, "Full", "Camera Settings"},
         // Focus behind the sphere, where the far wall is sharper than the near one.
@@ -295,42 +214,7 @@ INSTANTIATE_TEST_SUITE_P(
         BlurCase{"CutByTheRightAndBottomEdges", {}, "Full", "On", 30, {30, {148, 108, 0}, {90, 0, 0}}},
         // A draft render at half resolution, and at half resolution across only.
         BlurCase{"HalfResolution", {}, "Full", "On", 41, {40, {80, 60, 0}, {90, 0, 0}}, 0, 2, 2},
-        BlurCase{"HalfResolutionAcross", {}, "Full", "On", 41, {40, {80, 60, 0}, {90, 0, 0}}, 0, 2, 1},
         // Nearly twice as wide as it is high and thin in depth: the tips lie 47 pixels either
         // side of the centre, and blur spills past them as it does past the sides.
         BlurCase{"StretchedSideways", {}, "Full", "On", 41, {25, {80, 60, 0}, {90, 0, 0}}, 0.375}),
     [](const auto& info) { return info.param.name; });
-
-// With the aperture closed the two-pass render shows what the direct pass shows: the same
-// colours wherever the sphere covers a pixel fully (the opaque near wall hiding the far one,
-// whose colour differs on the untextured sphere), the same empty pixels, and at the outline
-// the two walls' coverage-weighted layers over each other (alpha c + (1 − c)·c, c alone when
-// only one wall may show).
-TEST_F(DepthOfField, ClosedApertureMatchesTheDirectPass)
-{
-    for (const std::string side : {"Full", "Inside"}) {
-        const BlurCase closed{"", {150, 0}, side};
-        const Rendered direct = renderScene(blurredScene(closed, "Off"), kFloat);
-        const Rendered blurred = renderScene(blurredScene(closed, "On"), kFloat);
-        ASSERT_EQ(direct.result, PF_Err_NONE);
-        ASSERT_EQ(blurred.result, PF_Err_NONE);
-        ASSERT_EQ(direct.passes.size(), 1u);
-        ASSERT_EQ(blurred.passes.size(), 2u);
-        int failures = 0, partial = 0;
-        for (int y = 0; y < kHeight && failures < 5; ++y)
-            for (int x = 0; x < kWidth && failures < 5; ++x) {
-                const Rgba d = pixelAt(direct.image, x, y), b = pixelAt(blurred.image, x, y);
-                const std::string where = side + " at (" + std::to_string(x) + ", " + std::to_string(y) + ")";
-                const double c = d.a;
-                const double want = side == "Full" ? c + (1 - c) * c : c;
-                partial += c > 0 && c < 1;
-                if (std::abs(b.a - want) > 1e-5) {
-                    ADD_FAILURE() << where << ": alpha " << b.a << ", expected " << want;
-                    ++failures;
-                } else if ((c == 1 || (side == "Inside" && c > 0)) && !matches(b, d, 1e-5, where)) {
-                    ++failures;
-                }
-            }
-        EXPECT_GT(partial, 100) << side << ": the outline was checked";
-    }
-}

@@ -1,13 +1,13 @@
 // Float renders compared bit for bit with the kernels' arithmetic written out at its own
-// precision (kernel_model.h). Without a texture or lights the sphere shows its own (U, V) in
+// precision (renderer_model.h). Without a texture or lights the sphere shows its own (U, V) in
 // red and green, so every fully covered pixel carries the whole chain in its last bits: the
 // sample ray (x' in double, float lanes, the processor's reciprocal square root estimate), the
 // quadratic in double, the near wall's point in float, the arc functions rounded to float and
 // the division by π and the deformation in double. The scenes cross the seam and the poles;
 // one is lit by a point light from the side, whose direction takes a float square root.
-#include "renderer/kernel_model.h"
-#include "renderer/renderer_support.h"
+#include "renderer/renderer_model.h"
 
+#include <cstdio>
 #include <cstring>
 
 using namespace rtest;
@@ -46,17 +46,17 @@ TEST_P(KernelPrecision, UntexturedColourIsTheUVAndLightOfTheStatedPrecision)
     std::ostringstream detail;
     for (int y = 0; y < r.image.height; ++y)
         for (int x = 0; x < r.image.width; ++x) {
-            if (kmodel::hitCount(ctx, x, y) != 9)
+            const Shot s = shot(ctx, x, y);
+            if (s.n != 9)
                 continue;
-            const kmodel::Ray ray = kmodel::sampleRay(ctx, x, y, 5.0 / 6, 5.0 / 6);
-            const kmodel::F4 p = kmodel::nearPoint(ray, kmodel::quadratic(ctx, ray));
-            const kmodel::UV uv = kmodel::textureUV(ctx, p);
-            if (!(uv.u >= 0 && uv.u < 1 && uv.v >= 0 && uv.v < 1))
+            const F4 p = pointAt(s.ray, s.tNear);
+            const UV uv = textureUV(ctx, p);
+            if (!insideTexture(uv))
                 continue;   // the opening: transparent there
             ++compared;
             const Rgba got = pixelAt(r.image, x, y);
             const std::array<float, 3> want =
-                lit ? kmodel::pointLit(ctx, ray, p, uv) : std::array<float, 3>{float(uv.u), float(uv.v), 0.0f};
+                lit ? pointLit(ctx, s.ray, p, uv) : std::array<float, 3>{float(uv.u), float(uv.v), 0.0f};
             const std::array<float, 3> seen{float(got.r), float(got.g), float(got.b)};
             if (std::memcmp(want.data(), seen.data(), sizeof want) != 0 && ++mismatches <= 4) {
                 char text[200];

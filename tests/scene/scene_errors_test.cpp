@@ -26,23 +26,7 @@ struct BadScene {
 
 void PrintTo(const BadScene& c, std::ostream* os) { *os << c.label; }
 
-class SceneErrors : public ::testing::TestWithParam<BadScene> {
-protected:
-    static void SetUpTestSuite()
-    {
-        folder_ = new testing::TempFolder("errors");
-        writeImage(folder_->file("grid.pam"), solidImage(4, 2, 1, 0, 0, 1), 8);
-        folder_->write("garbage.png", "this is not an image");
-        folder_->write("short.pam", "P7\nWIDTH 4\nHEIGHT 4\nDEPTH 4\nMAXVAL 255\nTUPLTYPE RGB_ALPHA\nENDHDR\nxx");
-    }
-    static void TearDownTestSuite()
-    {
-        delete folder_;
-        folder_ = nullptr;
-    }
-    static testing::TempFolder* folder_;
-};
-testing::TempFolder* SceneErrors::folder_ = nullptr;
+class SceneErrors : public ::testing::TestWithParam<BadScene> {};
 
 TEST_P(SceneErrors, NamesPointerAndProblem)
 {
@@ -50,8 +34,12 @@ TEST_P(SceneErrors, NamesPointerAndProblem)
     nlohmann::json doc = nlohmann::json::parse(kBaseScene);
     doc.merge_patch(nlohmann::json::parse(c.patch));
     const std::string expectedStart = std::string("x.json: ") + c.pointer + (c.pointer[0] ? ": " : "");
+    testing::TempFolder folder("errors");
+    writeImage(folder.file("grid.pam"), solidImage(4, 2, 1, 0, 0, 1), 8);
+    folder.write("garbage.png", "this is not an image");
+    folder.write("short.pam", "P7\nWIDTH 4\nHEIGHT 4\nDEPTH 4\nMAXVAL 255\nTUPLTYPE RGB_ALPHA\nENDHDR\nxx");
     try {
-        parseScene(doc, "x.json", folder_->path());
+        parseScene(doc, "x.json", folder.path());
         FAIL() << c.label << ": accepted " << doc.dump();
     } catch (const SceneError& e) {
         const std::string message = e.what();
@@ -64,7 +52,6 @@ const BadScene kBadScenes[] = {
     // The document and its sections.
     {"unknown top-level key", R"({"camera": {}})", "/camera", "unknown key 'camera'"},
     {"missing composition", R"({"composition": null})", "", "missing required key 'composition'"},
-    {"missing effect", R"({"effect": null})", "", "missing required key 'effect'"},
     {"composition not object", R"({"composition": 3})", "/composition", "expected an object, got a number"},
     // Composition values.
     {"width as text", R"({"composition": {"width": "100"}})", "/composition/width", "expected a number, got a string"},
@@ -148,8 +135,6 @@ const BadScene kBadScenes[] = {
      "/layers/1/anchorPoint", "unknown key 'anchorPoint'"},
     {"unknown camera key", R"({"layers": [{"name": "S", "type": "solid"}, {"name": "C", "type": "camera", "camera": {"fov": 40}}]})",
      "/layers/1/camera/fov", "unknown key 'fov'"},
-    {"camera without name", R"({"layers": [{"name": "S", "type": "solid"}, {"type": "camera"}]})", "/layers/1",
-     "missing required key 'name'"},
     {"unnamed images alike", R"({"layers": [{"name": "S", "type": "solid"}, {"type": "image", "file": "grid.pam"}, {"type": "image", "file": "grid.pam"}]})",
      "/layers/2", "duplicate layer name 'grid.pam' (also at /layers/1); give the layer a \"name\""},
     {"effect on a camera", R"({"layers": [{"name": "S", "type": "camera"}]})", "/effect/layer",
@@ -191,49 +176,96 @@ const BadScene kBadScenes[] = {
 
 INSTANTIATE_TEST_SUITE_P(BadInput, SceneErrors, ::testing::ValuesIn(kBadScenes));
 
-TEST(SceneText, MalformedJsonGivesLineAndColumn)
+// Mistakes found in the text itself, before any value is read: broken JSON, keys written
+// twice, numbers no double holds, comments and strings left open (whose messages quote only
+// the start of what was read), and how messages name the values they refuse.
+struct BadText {
+    const char* label;
+    std::string text;
+    const char* start;       // what the message starts with ("" when the text is accepted)
+    const char* has = "";    // words the message must hold
+    const char* lacks = "";  // words it must not hold ("" for no such check)
+    std::size_t maxSize = 1000;
+};
+
+void PrintTo(const BadText& c, std::ostream* os) { *os << c.label; }
+
+class SceneTextErrors : public ::testing::TestWithParam<BadText> {};
+
+TEST_P(SceneTextErrors, NameThePlaceInTheText)
 {
-    // The second comma on line 2 is its 31st character.
-    const std::string text = "{\n  \"composition\": {\"width\": 10,,\n}";
+    const BadText& c = GetParam();
+    std::string message;
     try {
-        parseSceneText(text, "bad.json", "");
-        FAIL() << "accepted malformed JSON";
+        parseSceneText(c.text, "x.json", "");
     } catch (const SceneError& e) {
-        EXPECT_EQ(std::string(e.what()).rfind("bad.json: line 2, column 31: malformed JSON: ", 0), 0u) << e.what();
+        message = e.what();
     }
+    EXPECT_EQ(message.rfind(c.start, 0), 0u) << message;
+    EXPECT_EQ(message.empty(), !*c.start) << message;
+    EXPECT_NE(message.find(c.has), std::string::npos) << message;
+    if (*c.lacks) {
+        EXPECT_EQ(message.find(c.lacks), std::string::npos) << "the library's own text leaked: " << message;
+    }
+    EXPECT_LT(message.size(), c.maxSize) << message;
 }
 
-TEST(SceneText, DeepNestingIsRefusedNotFollowed)
+std::string sceneWith(const std::string& composition, const std::string& layers, const std::string& tail = "}")
 {
-    const std::string deep = std::string(100000, '[') + std::string(100000, ']');
-    const std::string text = R"({"composition": {"width": 8, "height": 8}, "layers": [{"name": "S", "type": "solid"}],
-                                 "effect": {"layer": "S", "params": {"Radius": )" + deep + "}}}";
-    try {
-        parseSceneText(text, "deep.json", "");
-        FAIL() << "accepted a value nested 100000 levels deep";
-    } catch (const SceneError& e) {
-        EXPECT_EQ(std::string(e.what()), "deep.json: JSON nested deeper than 64 levels");
-    }
+    return R"({"composition": )" + composition + R"(, "layers": )" + layers + R"(, "effect": {"layer": "S"})" + tail;
 }
 
-TEST(SceneText, DocumentMustBeAnObject)
+std::string times200(const std::string& text)
 {
-    try {
-        parseSceneText("[1, 2]", "a.json", "");
-        FAIL() << "accepted an array as a scene";
-    } catch (const SceneError& e) {
-        EXPECT_STREQ(e.what(), "a.json: expected an object, got an array");
-    }
+    std::string all;
+    for (int i = 0; i < 200; ++i)
+        all += text;
+    return all;
 }
 
-TEST(SceneText, MissingSceneFileNamesTheFile)
+const std::string kComp = R"({"width": 100, "height": 50})", kSolid = R"([{"name": "S", "type": "solid"}])";
+
+const BadText kBadTexts[] = {
+    {"malformed JSON", "{\n  \"composition\": {\"width\": 10,,\n}", "x.json: line 2, column 31: malformed JSON: "},
+    {"document an array", "[1, 2]", "x.json: expected an object, got an array"},
+    {"key twice", sceneWith(R"({"width": 100, "height": 50, "width": 200})", kSolid), "x.json: /composition/width: ",
+     "the key 'width' appears twice"},
+    {"key twice after arrays",
+     sceneWith(kComp, R"([{"name": "A", "type": "null"}, [1, {"x": 2}],
+                          {"name": "S", "type": "solid", "color": [1, 0, 0], "type": "null"}])"),
+     "x.json: /layers/2/type: "},
+    {"top-level key twice", R"({"render": {}, "render": {}, )" + sceneWith(kComp, kSolid).substr(1), "x.json: /render: "},
+    {"parameter twice",
+     R"({"composition": {"width": 10, "height": 10}, "layers": [{"name": "S", "type": "solid"}],
+         "effect": {"layer": "S", "params": {"Radius": 1, "Radius": 2}}})",
+     "x.json: /effect/params/Radius: "},
+    {"same key in two objects", sceneWith(kComp, R"([{"name": "S", "type": "solid"}, {"name": "T", "type": "solid"}])"), ""},
+    {"number beyond a double", sceneWith(R"({"width": 100, "height": 1e400})", kSolid), "x.json: /composition/height: ",
+     "too large", "406"},
+    {"number beyond a double in an array", sceneWith(kComp, R"([{"name": "S", "type": "solid", "color": [0, 1, -1e999]}])"),
+     "x.json: /layers/0/color/2: "},
+    {"open comment", sceneWith(kComp, kSolid, "\n  /* the rest of this file is a comment that never ends\n") +
+                         times200("\"layer\": \"a long tail of text that must not come back in the message\",\n"),
+     "x.json: line 2, column 3: ", "comment is never closed", "", 200},
+    {"open string", R"({"composition": {"width": 100, "height": 50}, "layers": [{"name": "S)" + times200(" and the string goes on"),
+     "x.json: line 1, column ", "", "", 300},
+    {"colour above 1", sceneWith(kComp, R"([{"name": "S", "type": "solid", "color": [0, 1.5, 0]}])"),
+     "x.json: /layers/0/color/1: component 2 of the colour is above 1 (1.5)"},
+    {"colour below 0", sceneWith(kComp, R"([{"name": "S", "type": "solid", "color": [-0.5, 0, 0]}])"),
+     "x.json: /layers/0/color/0: component 1 of the colour is below 0 (-0.5)"},
+    {"nested too deep", sceneWith(kComp, std::string(100000, '[') + std::string(100000, ']')),
+     "x.json: JSON nested deeper than 64 levels"},
+};
+
+INSTANTIATE_TEST_SUITE_P(BadText, SceneTextErrors, ::testing::ValuesIn(kBadTexts));
+
+TEST(SceneFile, MissingSceneFileNamesTheFile)
 {
     try {
         loadScene("/nonexistent/orbulon/scene.json");
         FAIL() << "loaded a scene that does not exist";
     } catch (const SceneError& e) {
-        EXPECT_EQ(std::string(e.what()),
-                  "/nonexistent/orbulon/scene.json: cannot read the scene file: No such file or directory");
+        EXPECT_STREQ(e.what(), "/nonexistent/orbulon/scene.json: cannot read the scene file: No such file or directory");
     }
 }
 

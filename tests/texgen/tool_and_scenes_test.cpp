@@ -1,11 +1,9 @@
 // The texgen program as a user runs it, the committed textures it made, and the example
 // scenes that use them.
-#include "host/scene/image.h"
 #include "host/scene/scene.h"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -46,21 +44,10 @@ fs::path scratch(const std::string& name)
     return dir / name;
 }
 
-TEST(Texgen, SameBytesEveryRun)
-{
-    for (const char* kind : {"planet", "grid", "stars"}) {
-        const fs::path a = scratch(std::string(kind) + "_a.png"), b = scratch(std::string(kind) + "_b.png");
-        ASSERT_EQ(texgen(std::string(kind) + " " + a.string() + " --width 128"), 0) << kind;
-        ASSERT_EQ(texgen(std::string(kind) + " " + b.string() + " --width 128"), 0) << kind;
-        const orbhost::Image image = orbhost::readImage(a.string());
-        EXPECT_EQ(image.width, 128) << kind;
-        EXPECT_EQ(image.height, 64) << kind;
-        EXPECT_EQ(bytesOf(a), bytesOf(b)) << kind;
-    }
-}
-
-// The .pam copies in scenes/textures are what the current generators make: planet_512.pam for
-// the example scenes, the smaller planet.pam for the Wine scenes and their reference renders.
+// The .pam copies in scenes/textures are what the current generators make, byte for byte
+// (planet_512.pam for the example scenes, the smaller planet.pam for the Wine scenes and their
+// reference renders): a generator that drew anything else, or anything different from one run
+// to the next, fails here.
 TEST(Texgen, CommittedTexturesAreUpToDate)
 {
     struct Committed {
@@ -88,48 +75,29 @@ TEST(Texgen, RefusesBadArguments)
     EXPECT_EQ(texgen("grid /nonexistent-folder/x.png --width 64"), 1);
 }
 
-// The example scenes and those the pictures of docs/controls.md are made from.
-std::vector<fs::path> sceneFiles()
+// The example scenes and those the pictures of docs/controls.md are made from load, and render
+// where the effect is built: rendering binds the parameter names and values to the effect's
+// own, which loading alone cannot check.
+TEST(Scenes, EveryExampleLoadsAndRenders)
 {
     std::vector<fs::path> files;
     for (const fs::path& folder : {kScenes, kScenes / "controls"})
         for (const auto& entry : fs::directory_iterator(folder))
             if (entry.path().extension() == ".json")
                 files.push_back(entry.path());
-    std::sort(files.begin(), files.end());
-    return files;
-}
-
-TEST(Scenes, EveryExampleLoads)
-{
-    const auto files = sceneFiles();
-    for (const char* expected : {"default", "open_sphere", "spot_falloff", "shadow_transmission", "depth_of_field",
-                                 "fog", "ellipsoid_control", "deep_color", "float_color"})
-        EXPECT_TRUE(std::count(files.begin(), files.end(), kScenes / (std::string(expected) + ".json")))
-            << expected << ".json is missing";
+    EXPECT_GE(files.size(), 9u);
     for (const fs::path& file : files) {
         try {
-            const orbhost::Scene scene = orbhost::loadScene(file.string());
-            EXPECT_GT(orbhost::frameCount(scene), 1) << file;
+            EXPECT_GT(orbhost::frameCount(orbhost::loadScene(file.string())), 1) << file;
         } catch (const std::exception& e) {
             ADD_FAILURE() << e.what();
         }
-    }
-}
-
 #if ORBULON_TEST_RENDERS_SCENES
-// Rendering binds the parameter names and values to the effect's own, which loading alone
-// cannot check.
-TEST(Scenes, EveryExampleRenders)
-{
-    for (const fs::path& file : sceneFiles()) {
-        const fs::path out = scratch(file.stem().string() + ".pam");
-        EXPECT_EQ(run("'" ORBULON_BUILD_DIR "/orbulon-render' '" + file.string() + "' --frame 1 --downsample 4 -o '" +
-                      out.string() + "'"),
-                  0)
-            << "orbulon-render " << file << " --frame 1 --downsample 4";
+        const std::string args = "'" + file.string() + "' --frame 1 --downsample 4 -o '" +
+                                 scratch(file.stem().string() + ".pam").string() + "'";
+        EXPECT_EQ(run("'" ORBULON_BUILD_DIR "/orbulon-render' " + args), 0) << "orbulon-render " << args;
+#endif
     }
 }
-#endif
 
 }  // namespace
