@@ -1,8 +1,6 @@
-// Scene assembly when the host fails it: missing suites, refused layer queries, failing
-// stream reads and handle allocations. A failure inside assembly never fails the frame: the
-// host object that met it answers its later queries with defaults, and the frame is drawn
-// from them. Each case names the picture that results by the fault-free scene that draws
-// exactly the same pixels. Every render must still give back all it took (renderScene checks).
+// Scene assembly when the host fails it. A failure inside assembly never fails the frame: the
+// object that met it answers with defaults, and each case names the fault-free scene that draws
+// exactly the same pixels.
 #include "assembly_support.h"
 
 #include <set>
@@ -11,8 +9,7 @@ using namespace asmtest;
 
 namespace {
 
-// Three lights that each change the picture, told apart by their intensity, in front of the
-// sphere; the camera looks at the sphere from straight ahead.
+// Three lights told apart by their intensity, each changing the picture.
 struct LightLayerText {
     std::string name;
     std::string json;
@@ -27,7 +24,6 @@ const LightLayerText kLights[] = {
                "light": { "type": "parallel", "intensity": 60, "color": [0.6, 0.4, 1] } },)"},
 };
 
-// A fault-free scene that draws what a faulty one should: which camera type, which lights.
 struct Look {
     std::string camera = "perspective";
     std::set<std::string> lights{"A", "B", "C"};
@@ -46,7 +42,6 @@ SceneSetup sceneOf(const Look& look)
     return sceneWith({}, layers);
 }
 
-// Float output keeps every light's share of a pixel.
 const orbhost::FrameRequest kFloatFrame{0.0, 32, 1, 1};
 
 int differingPixels(const orbhost::Image& a, const orbhost::Image& b)
@@ -65,7 +60,6 @@ int opaquePixels(const orbhost::Image& image)
     return opaque;
 }
 
-// A frame with no NaN or infinite channel.
 bool isDefined(const orbhost::Image& image)
 {
     return !image.rgba.empty() && std::all_of(image.rgba.begin(), image.rgba.end(), [](float v) { return std::isfinite(v); });
@@ -74,7 +68,6 @@ bool isDefined(const orbhost::Image& image)
 using Plan = std::function<void(orbhost::EffectHost&)>;
 using orbhost::EffectHost;
 
-// The nth host_new_handle call or stream read from now on fails.
 Plan failHandle(int nth)
 {
     return [nth](EffectHost& h) { h.faults().failHandleAllocation = h.state().faultCounters.handleAllocations + nth; };
@@ -143,20 +136,8 @@ TEST_F(AssemblyTest, AFaultInAssemblyDrawsWhatTheDefaultsDraw)
     }
 }
 
-// Without the camera suite the composition camera is still found and used, through the PF
-// Interface suite, but its type is −1: parallel.
-TEST_F(AssemblyTest, WithoutTheCameraSuiteTheCompositionCameraLooksParallel)
-{
-    const Rendered r = renderScene(sceneOf(Look{}), kFloatFrame, withoutSuite(kAEGPCameraSuite));
-    ASSERT_EQ(r.result, PF_Err_NONE);
-    EXPECT_FALSE(r.ctx().perspective);
-    EXPECT_FLOAT_EQ(r.ctx().viewPlaneZ, -300.0f) << "the zoom still comes from the camera's stream";
-    expectNear(row(r.ctx().cameraToWorld, 3), {80, 60, -300}, "camera position");
-}
-
-// With the host's default camera, no camera suite means no distance: the camera stands at
-// distance 0, in the plane through the sphere's centre, and sees the sphere's inside all
-// round.
+// With the host's default camera, no camera suite means distance 0: the camera is inside the
+// sphere.
 TEST_F(AssemblyTest, WithoutTheCameraSuiteTheDefaultCameraStandsAtDistanceZero)
 {
     const Rendered r = renderScene(sceneWith({}), kFloatFrame, withoutSuite(kAEGPCameraSuite));
@@ -170,8 +151,7 @@ TEST_F(AssemblyTest, WithoutTheCameraSuiteTheDefaultCameraStandsAtDistanceZero)
     EXPECT_EQ(opaquePixels(r.image), kWidth * kHeight);
 }
 
-// A camera layer whose queries are all refused has a zero transform: its rays have no
-// direction and meet nothing. The frame succeeds and is empty.
+// A zero camera transform: rays without direction meet nothing.
 TEST_F(AssemblyTest, ACameraThatCannotBeReadDrawsAnEmptyFrame)
 {
     const Rendered r = renderScene(sceneOf(Look{}), kFloatFrame, refusingLayer("Cam"));
@@ -181,8 +161,6 @@ TEST_F(AssemblyTest, ACameraThatCannotBeReadDrawsAnEmptyFrame)
     EXPECT_TRUE(std::all_of(r.image.rgba.begin(), r.image.rgba.end(), [](float v) { return v == 0.0f; }));
 }
 
-// The effect's own layer refused: no composition, so no size, no pixel aspect, no lights and
-// no default distance. Nothing of that fails the frame, and what is drawn is defined.
 TEST_F(AssemblyTest, AnEffectLayerThatCannotBeReadStillGivesADefinedFrame)
 {
     const Rendered r = renderScene(sceneOf(Look{}), kFloatFrame, refusingLayer("Sphere"));
@@ -192,10 +170,8 @@ TEST_F(AssemblyTest, AnEffectLayerThatCannotBeReadStillGivesADefinedFrame)
     EXPECT_TRUE(isDefined(r.image));
 }
 
-// The control layer's composition ratio cannot be read: {0, 1} collapses the x column of the
-// layer's matrix about x = W/2 = 80, after the earlier queries succeeded (unfaulted, the
-// centre is (100, 70, 20) and the semi-axes 100). The layer, turned 45° about z, keeps only
-// the y parts of its x and y axes, each of length √½.
+// A ratio of {0, 1} collapses the x column of the layer's matrix about x = W/2 = 80; the layer,
+// turned 45° about z, keeps only the y parts of its x and y axes, each of length √½.
 TEST_F(AssemblyTest, AFailedRatioCollapsesTheControlLayersXColumn)
 {
     const SceneSetup setup = sceneWith(
@@ -224,7 +200,6 @@ struct FailurePoint {
     int orbhost::FaultPlan::*failAt;
 };
 
-// The AEGP queries of one frame; each is refused in turn below.
 const char* const kFrameQueries[] = {
     "AEGP_GetEffectLayer",     "AEGP_ConvertEffectToCompTime", "AEGP_GetEffectCamera",
     "AEGP_GetLayerParentComp", "AEGP_GetItemFromComp",         "AEGP_GetItemDimensions",
@@ -236,12 +211,8 @@ const char* const kFrameQueries[] = {
 
 } // namespace
 
-// Every host call of each kind that a depth-of-field frame with lights, texture, reflection
-// map and control layer makes is made to fail once, in turn, and so is every AEGP query of
-// the frame. Only the driver's own steps fail the frame, before any pass: the texture's
-// checkout, and a depth-of-field world (out of memory rather than a pass into an empty world).
-// After any failure inside scene assembly the frame is drawn and succeeds. Nothing is ever
-// left held.
+// Every host call and AEGP query of a full frame fails once, in turn. Only the driver's own
+// steps fail the frame, before any pass: the texture's checkout and a depth-of-field world.
 TEST_F(AssemblyTest, OnlyTheDriversOwnStepsFailTheFrame)
 {
     SceneSetup setup = sceneWith({{"Texture", R"("Tex")"}, {"Reflection Map", R"("Refl")"},
@@ -267,9 +238,8 @@ TEST_F(AssemblyTest, OnlyTheDriversOwnStepsFailTheFrame)
             const Rendered r = renderScene(setup, {}, [&](orbhost::EffectHost& host) {
                 host.faults().*point.failAt = host.state().faultCounters.*point.attempts + nth;
             });
-            // The driver's checkouts come last: input layer, then "Texture", then the input
-            // layer and "Reflection Map". A failed first checkout of either pair is replaced
-            // by the second, and a reflection map that cannot be checked out is left out.
+            // The driver's checkouts come last: input and "Texture", then input and "Reflection
+            // Map"; a failed first of a pair is replaced by the second, a missing map left out.
             const bool driversStep = point.attempts == &orbhost::FaultCounters::worldCreations ||
                                      (point.attempts == &orbhost::FaultCounters::checkouts && nth == calls - 2);
             EXPECT_EQ(r.result, driversStep ? PF_Err_OUT_OF_MEMORY : PF_Err_NONE);

@@ -1,6 +1,5 @@
 // Renders small scenes with the real module and keeps a copy of the render context it hands
-// each iterate pass, so that tests can compare what scene assembly made of the composition
-// with values worked out from the scene's own geometry.
+// each iterate pass.
 #pragma once
 #include "host/core/effect_host.h"
 #include "host/core/host_state.h"
@@ -38,13 +37,11 @@ struct LightSnapshot {
     bool castsShadows = false;
 };
 
-// The context as one iterate pass saw it. Worlds keep only what a test can compare.
 struct WorldShape {
     A_long width = 0, height = 0, rowbytes = 0;
     bool hasPixels = false;
 };
 
-// The context's fields that a snapshot keeps as they are, with the context's own types.
 #define ASMTEST_PLAIN_FIELDS(X)                                                                                   \
     X(downsampleX) X(downsampleY) X(pixelAspect) X(sphereToWorld) X(worldToSphere) X(radius) X(radiusSq)          \
     X(invRadius) X(invRadiusSq) X(openInverted) X(slideTurns) X(textureWidth) X(textureHeight) X(pixelFormat)     \
@@ -68,7 +65,6 @@ struct ContextSnapshot {
 };
 
 inline std::array<float, 4> argbOf(const Colour& c) { return {c.alpha, c.red, c.green, c.blue}; }
-inline std::array<float, 4> argbOf(const Vec4& c) { return {c.x, c.y, c.z, c.w}; }
 
 inline WorldShape shapeOf(const PF_EffectWorld& w) { return {w.width, w.height, w.rowbytes, w.data != nullptr}; }
 
@@ -96,10 +92,8 @@ inline ContextSnapshot snapshot(const RenderContext& c, A_long iterations)
     return s;
 }
 
-// A scene: the composition settings, layers above the effect's layer (cameras, lights,
-// control layers, each written with a trailing comma) and parameter values by name as JSON
-// text. The effect sits on "Sphere" (the composition's size); "Tex" (60 × 48) and "Refl"
-// (30 × 12) can be chosen as texture and reflection map.
+// Layers above the effect's layer each end in a comma; parameter values are JSON text. The effect
+// sits on "Sphere"; "Tex" (60 × 48) and "Refl" (30 × 12) can be chosen as texture and reflection map.
 struct SceneSetup {
     std::string composition = R"("width": 160, "height": 120, "frameRate": 10, "duration": 2)";
     std::string layers;
@@ -148,10 +142,8 @@ struct Rendered {
     }
 };
 
-// Renders one frame. `prepare` runs just before the render (fault plans). Every render is
-// checked to leave the host's accounts as they were: what the effect takes during a
-// render it gives back before the command returns, on every path; and to draw no warning
-// from the host.
+// Renders one frame; `prepare` runs just before it (fault plans). Every render must leave the
+// host's accounts as they were, on every path, and draw no warning.
 inline Rendered renderScene(const SceneSetup& setup, orbhost::FrameRequest request = {},
                             const std::function<void(orbhost::EffectHost&)>& prepare = {},
                             const std::string& module = modulePath())
@@ -184,8 +176,6 @@ inline Rendered renderScene(const SceneSetup& setup, orbhost::FrameRequest reque
     EXPECT_EQ(record.cmd, PF_Cmd_SMART_RENDER);
     for (const orbhost::Imbalance& i : record.imbalances)
         ADD_FAILURE() << "the render left unbalanced: " << i.what << " (" << i.count << ")";
-    // The host warns of calls it had to refuse, such as checking in a parameter that is not
-    // checked out; whatever failed, a render makes none.
     for (std::size_t i = warningsBefore; i < r.host->warnings().size(); ++i)
         ADD_FAILURE() << "the host warned during the render: " << r.host->warnings()[i];
     const std::vector<orbhost::Imbalance> heldAfter = r.host->liveResources();
@@ -195,7 +185,6 @@ inline Rendered renderScene(const SceneSetup& setup, orbhost::FrameRequest reque
     return r;
 }
 
-// Skips a test when the module has not been built in this build tree.
 template <class Base>
 class SkipWithoutModule : public Base {
 protected:
@@ -221,7 +210,6 @@ inline double dot(Vec3d a, Vec3d b) { return a[0] * b[0] + a[1] * b[1] + a[2] * 
 inline double length(Vec3d a) { return std::sqrt(dot(a, a)); }
 inline Vec3d normalized(Vec3d a) { return a * (1.0 / length(a)); }
 
-// The point p (row vector, w = 1) mapped by m.
 inline Vec3d mapPoint(Vec3d p, const Matrix4& m)
 {
     Vec3d r;
@@ -230,7 +218,6 @@ inline Vec3d mapPoint(Vec3d p, const Matrix4& m)
     return r;
 }
 
-// A world point in a frame whose rows are orthonormal axes and whose row 3 is its origin.
 inline Vec3d intoFrame(Vec3d world, const std::array<Vec3d, 3>& axes, Vec3d origin)
 {
     const Vec3d d = world - origin;
@@ -265,7 +252,6 @@ inline void expectNear(Vec3d actual, Vec3d expected, const std::string& what, do
         }
 }
 
-// worldToSphere · sphereToWorld is the identity (tolerance scaled by the translation's size).
 inline void expectInversePair(const ContextSnapshot& c, const std::string& what)
 {
     const Matrix4 p = c.sphereToWorld * c.worldToSphere;
@@ -279,15 +265,12 @@ inline void expectInversePair(const ContextSnapshot& c, const std::string& what)
             }
 }
 
-// The surface point at (u, v) of an ellipsoid with semi-axes r, in its own frame.
 inline Vec3d surfacePoint(Vec3d r, double u, double v)
 {
     const double theta = (1.0 - v) * kPi, phi = (1.0 - u) * 2.0 * kPi;
     return {r[0] * std::sin(theta) * std::cos(phi), r[1] * std::sin(theta) * std::sin(phi), r[2] * std::cos(theta)};
 }
 
-// x of a composition point as the effect sees it in non-square pixels: scaled about the
-// composition's horizontal centre.
 inline double squareX(double x, double pixelAspect, double width) { return (x - width / 2) * pixelAspect + width / 2; }
 
 } // namespace asmtest

@@ -1,5 +1,4 @@
-// The camera in the render context: the host's default camera, a composition camera with
-// its depth of field, the camera seen from the sphere, non-square pixels and downsampling.
+// The camera in the render context.
 #include "assembly_support.h"
 
 #include <cstring>
@@ -19,8 +18,6 @@ constexpr double kDefaultDistance = 160 * 50.0 / 36;   // the host's default for
 
 } // namespace
 
-// Without a usable composition camera the sphere is seen from the host's default camera:
-// centred on the frame, looking along +z from its default distance, never blurred.
 TEST_F(AssemblyTest, DefaultCameraStandsCentredAtTheCompositionsDefaultDistance)
 {
     struct Case {
@@ -59,8 +56,7 @@ TEST_F(AssemblyTest, DefaultCameraStandsCentredAtTheCompositionsDefaultDistance)
         EXPECT_FALSE(x.depthOfFieldActive);
         EXPECT_EQ(r.passes.size(), 1u);
         EXPECT_EQ(x.iterations, kWidth * kHeight);
-        // The camera in the sphere's frame (the sphere stands at (80, 60, 0), radius 40; turned
-        // spheres are in sphere_placement_test).
+        // The sphere stands at (80, 60, 0), radius 40.
         const Vec3d origin{0, 0, -d};
         expectNear(x.cameraOrigin, origin, "cameraOrigin");
         expectNear(row(x.cameraToSphere, 3), origin, "cameraToSphere position");
@@ -68,9 +64,8 @@ TEST_F(AssemblyTest, DefaultCameraStandsCentredAtTheCompositionsDefaultDistance)
     }
 }
 
-// A composition camera at (160, 20, −250) aiming at (80, 60, 0) with zoom 250, aperture 30
-// and blur level 80 %, and "Boost DOF Blur" 150 %: blur = zoom/focus × aperture/10 × 1.5 × 0.8.
-// Depth of field renders in two passes over the same context, with its four scratch worlds.
+// blur = zoom/focus × aperture/10 × "Boost DOF Blur" × blur level; depth of field takes two
+// passes over the same context, with its four scratch worlds.
 TEST_F(AssemblyTest, CompositionCameraGivesItsFrameZoomFocusAndBlur)
 {
     struct Case {
@@ -123,7 +118,6 @@ TEST_F(AssemblyTest, CompositionCameraGivesItsFrameZoomFocusAndBlur)
 
 TEST_F(AssemblyTest, OrthographicCameraInsideTheSphere)
 {
-    // The camera at (85, 62, −10) stands inside the sphere of radius 40 about (80, 60, 0).
     const Rendered r = renderScene(sceneWith(
         {}, R"({ "name": "Cam", "type": "camera", "position": [85, 62, -10], "pointOfInterest": [85, 62, 100],
                  "camera": { "type": "orthographic", "zoom": 300 } },)"));
@@ -133,8 +127,6 @@ TEST_F(AssemblyTest, OrthographicCameraInsideTheSphere)
     EXPECT_NEAR(r.ctx().cameraQuadric, (25 + 4 + 100) / 1600.0 - 1, 1e-5);
 }
 
-// In non-square composition pixels every x taken from the composition (camera, lights,
-// control layer) is stretched about the frame's horizontal centre into square units.
 TEST_F(AssemblyTest, NonSquarePixelsStretchXAboutTheCentre)
 {
     for (const double aspect : {2.0, 0.9}) {
@@ -157,8 +149,6 @@ TEST_F(AssemblyTest, NonSquarePixelsStretchXAboutTheCentre)
     }
 }
 
-// At reduced resolution the geometry stays in full-resolution composition pixels; only the
-// worlds shrink.
 TEST_F(AssemblyTest, DownsamplingKeepsGeometryAtFullResolution)
 {
     for (const auto& [dx, dy] : {std::pair{1, 1}, std::pair{2, 2}, std::pair{3, 3}, std::pair{2, 3}}) {

@@ -1,12 +1,10 @@
-// The composition's lights as the kernels get them: which ones, in which order, where (in
-// the sphere's frame) and with which settings.
+// The composition's lights as the kernels get them.
 #include "assembly_support.h"
 
 using namespace asmtest;
 
 namespace {
 
-// One light layer of the scene and the record it should give (if any).
 struct LightLayer {
     std::string type;                // parallel, spot, point, ambient
     Vec3d position;
@@ -59,9 +57,7 @@ std::string lightLayersJson(const std::vector<LightLayer>& lights)
 
 } // namespace
 
-// Twenty lights of every kind in front of a sphere turned a quarter about Z, rendered at
-// 1 s: the records follow the layer order, skip the lights that are off or absent, and put
-// each light in the sphere's frame.
+// Rendered at 1 s in front of a sphere turned a quarter about Z.
 TEST_F(AssemblyTest, TwentyLightsBecomeRecordsInLayerOrder)
 {
     const std::vector<LightLayer> lights = twentyLights();
@@ -108,18 +104,7 @@ TEST_F(AssemblyTest, TwentyLightsBecomeRecordsInLayerOrder)
     EXPECT_EQ(r.handleAttempts, static_cast<int>(2 * k + 1));
 }
 
-TEST_F(AssemblyTest, NoLightsLeaveAnEmptyList)
-{
-    const Rendered r = renderScene(sceneWith({}));
-    ASSERT_EQ(r.result, PF_Err_NONE);
-    EXPECT_TRUE(r.ctx().lights.empty());
-    EXPECT_EQ(r.ctx().lightCapacity, 0);
-    EXPECT_EQ(r.handleAttempts, 1) << "only the silhouette bounds' rows";
-}
-
-// Presence is judged at composition time, not at the time of the effect's own layer: with
-// that layer starting at 0.5 s, a light whose in point is 1 s is present at 1 s. Its cone of
-// 90° has a half angle of 45°.
+// The effect's layer starts at 0.5 s; a light whose in point is 1 s is present at 1 s.
 TEST_F(AssemblyTest, LightsAreJudgedAtCompositionTime)
 {
     SceneSetup setup = sceneWith(

@@ -1,5 +1,4 @@
-// Where the sphere stands, how it is turned, its semi-axes, the opening about the pivot and
-// the control layer that can drive all of it.
+// Where the sphere stands, how it is turned and shaped, the opening and the control layer.
 #include "assembly_support.h"
 
 using namespace asmtest;
@@ -17,8 +16,7 @@ void expectAxes(const ContextSnapshot& x, const Axes& axes)
 
 } // namespace
 
-// A quarter turn about one axis keeps that axis and swaps the other two; turns combine
-// about Z first, then Y, then X. The centre is ("Position XY", "Position Z").
+// Turns combine about Z first, then Y, then X.
 TEST_F(AssemblyTest, RotationTurnsTheSpheresAxesAboutItsCentre)
 {
     struct Case {
@@ -47,10 +45,8 @@ TEST_F(AssemblyTest, RotationTurnsTheSpheresAxesAboutItsCentre)
     }
 }
 
-// The ellipse sliders reshape the sphere without changing its volume: the semi-axes'
-// product stays Radius³, z grows against the mean of x and y with "Ellipse Z/XY", and x
-// against y with "Ellipse X/Y". Radius 0 leaves no surface: after the opening x and y are
-// divided without a test, while z keeps 0 for "no extent".
+// The semi-axes' product stays Radius³. At radius 0 x and y are divided without a test after the
+// opening, while z keeps 0 for "no extent".
 TEST_F(AssemblyTest, EllipseSlidersReshapeTheSphereAtConstantVolume)
 {
     const double limit = 65470.0 / 65536.0;   // the sliders' end, 0.999 as 16.16 fixed point
@@ -90,9 +86,7 @@ TEST_F(AssemblyTest, EllipseSlidersReshapeTheSphereAtConstantVolume)
     expectInversePair(x, "radius 0");
 }
 
-// Opening grows the sphere about the pivot, the surface point at ("Fixed Point U",
-// "Fixed Point V"), which stays where it is; above 1 the sphere bulges to the other side
-// (a mirrored frame) and "Inside" and "Outside" trade places.
+// Above 1 the sphere bulges to the other side (a mirrored frame): "Inside" and "Outside" swap.
 TEST_F(AssemblyTest, OpeningGrowsTheSphereAboutAPivotThatStaysPut)
 {
     const std::array<double, 2> cases[] = {{0, 1}, {0.5, 2}, {1, 10000}, {1.5, 2}, {2, 1}};   // open, scale
@@ -127,8 +121,7 @@ TEST_F(AssemblyTest, OpeningGrowsTheSphereAboutAPivotThatStaysPut)
     }
 }
 
-// A control layer replaces the transform parameters: its world position is the centre,
-// its turned axes the sphere's, and 100 × its scale per axis the semi-axes.
+// Semi-axes are 100 × the control layer's scale per axis.
 TEST_F(AssemblyTest, ControlLayerDrivesCentreOrientationAndSemiAxes)
 {
     struct Case {

@@ -1,8 +1,6 @@
-// Broken scenes, damaged images and options a user gets wrong or uses to break the render: exit
-// code 2 (or 1 for a render that fails), nothing written, and a message that points at the file
-// and the place in it. The full range of scene mistakes is the scene tests' table; here are the
-// ones only a bound effect finds, and how the program reports any of them. The options table
-// also holds the fault plans and hostile-host options, as a user gives them.
+// Broken scenes, damaged images and bad options: exit 2 (1 for a render that fails), nothing
+// written, and a message pointing at the file and the place in it. Scene mistakes here are the
+// ones only a bound effect finds; the rest are the scene tests' table.
 #include "cli/cli_scene.h"
 
 #include <OpenImageIO/imagebuf.h>
@@ -17,8 +15,7 @@ namespace {
 
 struct BrokenScene {
     const char* name;
-    const char* from;  // text of the example scene (with a camera and a light added) ...
-    const char* to;    // ... and what it is replaced with
+    const char* from, *to;  // an edit of the example scene with a camera and a light added
     const char* place;    // JSON pointer expected in the message ("" for malformed JSON)
     const char* problem;  // words expected in the message
     const char* notInMessage = "";  // words that must not appear ("" for no such check)
@@ -40,7 +37,6 @@ TEST_P(BrokenSceneTest, ExitsTwoWritesNothingAndNamesThePlaceInOneLine)
     SCOPED_TRACE(run.transcript());
     EXPECT_EQ(run.exitCode, 2);
     EXPECT_FALSE(std::filesystem::exists(folder.file("out.png")));
-    // One line: "orbulon-render: FILE: PLACE: problem".
     const std::string file = "orbulon-render: " + folder.scene() + ": ";
     EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1);
     if (*c.place) {
@@ -73,9 +69,7 @@ INSTANTIATE_TEST_SUITE_P(
                     "\"Texture\" needs a layer with pixels; \"Cam\" is a camera"}),
     [](const auto& info) { return std::string(info.param.name); });
 
-// An image the scene names that cannot be decoded is a bad scene, found before the first frame:
-// one message naming the scene, the layer and the file, in the program's words (never the
-// decoding library's own output), and no frame written.
+// An image that cannot be decoded is found before the first frame, in the program's words.
 struct DamagedImage {
     const char* name;
     const char* file;  // the texture, written as a noisy 256x128 image, then ...
@@ -172,16 +166,14 @@ INSTANTIATE_TEST_SUITE_P(
         OptionCase{"quiet_has_no_progress", {"-q"}, 0, {}, "progress"},
         OptionCase{"progress_off", {"--progress", "off"}, 0, {}, "progress"},
         OptionCase{"progress_lines_despite_quiet", {"-q", "--progress", "lines"}, 0, {"orbulon-render: progress frame=0 "}},
-        // A plan that did not act says so: a test that relies on a fault must not pass because
-        // the fault never happened.
+        // A test relying on a fault must not pass because the fault never happened.
         OptionCase{"faults_that_never_fired",
                    {"--fail", "world:100000", "--fail-suite", "AEGP Layer Mask Suite"},
                    0,
                    {"warning: --fail world:100000 never fired: only ",
                     " world creations were made\n",
                     "warning: --fail-suite \"AEGP Layer Mask Suite\" never fired: the effect never asked for that suite"}},
-        // The hostile-host options as a user gives them (what the effect makes of each is the
-        // hostile tests' concern).
+        // The hostile-host options as a user gives them.
         OptionCase{"null_iterate", {"--null", "utils.iterate_generic"}, 1, {"SMART_RENDER failed"}},
         OptionCase{"null_output", {"--null", "output"}, 1, {"SMART_RENDER failed"}},
         OptionCase{"null_unknown", {"--null", "in_data.nothing"}, 2, {"expected one of in_data.utils"}},
@@ -195,8 +187,6 @@ INSTANTIATE_TEST_SUITE_P(
         OptionCase{"junk_checkout_never_fired", {"--fail", "junk_checkout:100000"}, 0, {"never fired"}}),
     caseName);
 
-// A value outside its parameter's range is refused unless --unclamped-params passes it on; a
-// frame estimated to need more memory than --max-memory allows is refused before rendering.
 TEST(CliSceneLimits, OutOfRangeValuesAndOversizedFrames)
 {
     const SceneFolder outOfRange(withEdit(basicSceneText(), "\"Specular\": 30", "\"Specular\": 250"));

@@ -1,7 +1,13 @@
-// Scene files for the end-to-end tests: the shipped example, made to work from any folder.
+// The end-to-end tests' support: orbulon-render run as a child process, and the shipped example
+// scene made to work from any folder.
 #pragma once
 
-#include "cli/run_program.h"
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include "scene/temp_folder.h"
 
 #include <gtest/gtest.h>
@@ -16,8 +22,89 @@
 
 namespace orbhost::testing {
 
-// scenes/basic.json with its texture named by absolute path, as a still (render.frames [0, 0])
-// so that a plain -o FILE.png renders it; sequences ask for their frames with --frames.
+struct ProgramResult {
+    int exitCode = -1;  // 128 + signal number when the program was killed
+    std::string out, err;
+    // Standard error without its progress lines.
+    std::string messages() const
+    {
+        std::istringstream lines(err);
+        std::string kept;
+        for (std::string line; std::getline(lines, line);)
+            if (!line.starts_with("orbulon-render: progress "))
+                kept += line + '\n';
+        return kept;
+    }
+    std::string transcript() const
+    {
+        return "exit " + std::to_string(exitCode) + "\n--- stdout:\n" + out + "--- stderr:\n" + err;
+    }
+};
+
+inline std::string renderProgram() { return ORBULON_BUILD_DIR "/orbulon-render"; }
+
+// Output goes to files rather than pipes, so that a chatty child never blocks on a full pipe.
+class Background {
+public:
+    // With a file size limit, a file that may grow no further stands in for a full disk: writes
+    // fail with EFBIG instead of killing the program.
+    explicit Background(const std::vector<std::string>& args, rlim_t fileSizeLimit = RLIM_INFINITY)
+    {
+        const auto tmp = std::filesystem::temp_directory_path();
+        outPath_ = (tmp / "orbulon-cli-out-XXXXXX").string();
+        errPath_ = (tmp / "orbulon-cli-err-XXXXXX").string();
+        const int out = ::mkstemp(outPath_.data()), err = ::mkstemp(errPath_.data());
+        std::vector<std::string> text{renderProgram()};
+        text.insert(text.end(), args.begin(), args.end());
+        std::vector<char*> argv;
+        for (std::string& a : text)
+            argv.push_back(a.data());
+        argv.push_back(nullptr);
+        pid_ = ::fork();
+        if (pid_ == 0) {
+            ::dup2(out, STDOUT_FILENO);
+            ::dup2(err, STDERR_FILENO);
+            if (fileSizeLimit != RLIM_INFINITY) {
+                ::signal(SIGXFSZ, SIG_IGN);
+                const rlimit limit{fileSizeLimit, fileSizeLimit};
+                ::setrlimit(RLIMIT_FSIZE, &limit);
+            }
+            ::execv(argv[0], argv.data());
+            ::_exit(127);
+        }
+        ::close(out);
+        ::close(err);
+    }
+    Background(const Background&) = delete;
+    Background& operator=(const Background&) = delete;
+
+    void signal(int number) const { ::kill(pid_, number); }
+    ProgramResult wait()
+    {
+        int status = 0;
+        ::waitpid(pid_, &status, 0);
+        ProgramResult result;
+        result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+        result.out = slurp(outPath_);
+        result.err = slurp(errPath_);
+        return result;
+    }
+
+private:
+    static std::string slurp(const std::string& path)
+    {
+        std::ostringstream text;
+        text << std::ifstream(path).rdbuf();
+        std::filesystem::remove(path);
+        return text.str();
+    }
+    std::string outPath_, errPath_;
+    pid_t pid_ = -1;
+};
+
+inline ProgramResult runProgram(const std::vector<std::string>& args) { return Background(args).wait(); }
+
+// scenes/basic.json with its texture named by absolute path, as a still (render.frames [0, 0]).
 inline std::string basicSceneText()
 {
     std::ostringstream text;
@@ -31,7 +118,6 @@ inline std::string basicSceneText()
     return scene;
 }
 
-// The scene text with the first `from` replaced by `to`; fails the test when `from` is absent.
 inline std::string withEdit(std::string scene, const std::string& from, const std::string& to)
 {
     const auto at = scene.find(from);
@@ -41,7 +127,7 @@ inline std::string withEdit(std::string scene, const std::string& from, const st
     return scene;
 }
 
-// A temporary folder named after the running test, so that tests may run side by side.
+// Named after the running test, so that tests may run side by side.
 inline std::string currentTestTag()
 {
     const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
@@ -52,7 +138,6 @@ inline std::string currentTestTag()
     return tag;
 }
 
-// The whole file, byte for byte ("" when it cannot be read).
 inline std::string fileBytes(const std::string& path)
 {
     std::ostringstream bytes;
@@ -60,7 +145,6 @@ inline std::string fileBytes(const std::string& path)
     return bytes.str();
 }
 
-// PNG file names under the folder, sorted, walking into sub-folders.
 inline std::vector<std::string> imagesIn(const std::string& folder)
 {
     std::vector<std::string> names;
@@ -71,7 +155,6 @@ inline std::vector<std::string> imagesIn(const std::string& folder)
     return names;
 }
 
-// A folder for the running test holding scene.json, the example scene unless told otherwise.
 class SceneFolder : public TempFolder {
 public:
     explicit SceneFolder(const std::string& scene = basicSceneText()) : TempFolder(currentTestTag())
@@ -79,7 +162,6 @@ public:
         write("scene.json", scene);
     }
     std::string scene() const { return file("scene.json"); }
-    // Runs the program on scene.json with these arguments after it.
     ProgramResult render(std::initializer_list<std::string> args) const
     {
         std::vector<std::string> all{scene()};
@@ -88,8 +170,7 @@ public:
     }
 };
 
-// A run of the example scene as "SCENE -o FOLDER/output ARGS...", what it must end with and what
-// its messages, each starting with the program's name, must and must not hold.
+// A run "SCENE -o FOLDER/output ARGS...", its exit code and what its messages must (not) hold.
 struct OptionCase {
     const char* name;
     std::vector<std::string> args;
@@ -101,8 +182,7 @@ struct OptionCase {
 
 inline void PrintTo(const OptionCase& c, std::ostream* os) { *os << c.name; }
 
-// Runs the case in the folder and checks it: a success writes the output, a failure writes
-// nothing at all beside the scene.
+// A success writes the output, a failure nothing at all beside the scene.
 inline ProgramResult expectOptionRun(const SceneFolder& folder, const OptionCase& c)
 {
     std::vector<std::string> args{folder.scene(), "-o", folder.file(c.output)};
@@ -128,7 +208,6 @@ inline ProgramResult expectOptionRun(const SceneFolder& folder, const OptionCase
     return run;
 }
 
-// Test names for the cases of a parameterised suite.
 inline std::string caseName(const ::testing::TestParamInfo<OptionCase>& info) { return info.param.name; }
 
 }  // namespace orbhost::testing

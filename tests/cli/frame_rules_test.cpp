@@ -1,5 +1,4 @@
-// One rule for frames and output names: where the frame number goes, which ranges need it, and
-// how the command line and the scene agree.
+// Frames and output names: where the number goes, which ranges need it, command line and scene.
 #include "cli/cli_scene.h"
 
 #include <gtest/gtest.h>
@@ -9,7 +8,6 @@
 namespace orbhost::testing {
 namespace {
 
-// The example scene with render.frames set to the given text.
 std::string sceneWithFrames(const std::string& frames)
 {
     return withEdit(basicSceneText(), "\"frames\": [0, 0]", "\"frames\": " + frames);
@@ -96,10 +94,7 @@ INSTANTIATE_TEST_SUITE_P(
         FrameCase{"frame_of_a_scene_range", "[0, 9]", {"--frame", "4"}, "still.png", {"still.png"}, {}}),
     [](const auto& info) { return std::string(info.param.name); });
 
-// A sequence split into chunks, as a farm or a job array renders it: each machine takes a
-// --frames range into the same folder, a retried chunk skips what is done, and the result is
-// the one-run sequence, byte for byte.
-
+// As a farm renders it: a retried chunk skips what is done; the result is the one-run sequence.
 TEST_F(FrameRules, ASequenceRenderedInTwoChunksEqualsOneRun)
 {
     folder_.write("scene.json", sceneWithFrames("[0, 5]"));

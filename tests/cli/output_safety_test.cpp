@@ -1,6 +1,4 @@
-// Outputs are never half-written and inputs never overwritten: a failed or interrupted write
-// leaves nothing under the output's name, outputs that name an input are refused, and output
-// folders are created or refused before anything renders.
+// Outputs are never half-written and inputs never overwritten.
 #include "cli/cli_scene.h"
 
 #include "host/scene/image.h"
@@ -29,7 +27,6 @@ std::set<std::string> namesIn(const std::string& folder)
     return names;
 }
 
-// An image file the host reads to the last pixel.
 bool completeImage(const std::string& path)
 {
     try {
@@ -38,8 +35,6 @@ bool completeImage(const std::string& path)
         return false;
     }
 }
-
-// --- Writing -----------------------------------------------------------------------------
 
 TEST(OutputWrite, FullDiskLeavesNoFileAndFailsNamingTheFile)
 {
@@ -84,8 +79,6 @@ TEST(OutputWrite, ReplacesAnEarlierOutputAndLeavesNoTemporaryFile)
     EXPECT_EQ(namesIn(folder.path()), (std::set<std::string>{"scene.json", "render.png"}));
 }
 
-// --- Stopping ----------------------------------------------------------------------------
-
 struct Stop {
     int signal;
     int exitCode;
@@ -99,7 +92,6 @@ class StopTest : public ::testing::TestWithParam<Stop> {};
 TEST_P(StopTest, SequenceStoppedBySignalLeavesOnlyCompleteFrames)
 {
     const Stop& stop = GetParam();
-    // Far more frames than can render before the signal arrives.
     const SceneFolder folder(withEdit(basicSceneText(), "\"duration\": 2", "\"duration\": 400"));
     fs::create_directories(folder.file("out"));
     Background program({folder.scene(), "--frames", "0:9999", "-o", folder.file("out/f_####.png"), "--bit-depth", "16"});
@@ -128,9 +120,6 @@ INSTANTIATE_TEST_SUITE_P(Cli, StopTest,
                                            Stop{SIGHUP, 129, "SIGHUP"}),
                          [](const auto& info) { return std::string(info.param.name); });
 
-// --- Refused before anything renders -------------------------------------------------------
-
-// Every file and folder under the folder, with the bytes of each file.
 std::map<std::string, std::string> contents(const std::string& folder)
 {
     std::map<std::string, std::string> found;
@@ -139,8 +128,6 @@ std::map<std::string, std::string> contents(const std::string& folder)
     return found;
 }
 
-// Outputs that name an input (however spelt), or that cannot go where they are asked to, are
-// refused with exit 2 before the first frame, and nothing in the folder changes.
 TEST(OutputRefusal, InputsAndUnusableFoldersAreRefusedBeforeTheFirstFrame)
 {
     const SceneFolder folder(withEdit(basicSceneText(), ORBULON_SOURCE_DIR "/scenes/textures/grid.pam", "grid.pam"));
@@ -194,8 +181,6 @@ TEST(OutputFolder, MissingFolderIsCreated)
     EXPECT_TRUE(completeImage(output));
     EXPECT_EQ(namesIn(folder.file("new/deeper")), std::set<std::string>{"render.png"});
 }
-
-// --- The scene file ------------------------------------------------------------------------
 
 TEST(ScenePath, SomethingOtherThanASceneFileIsRefusedNamingIt)
 {

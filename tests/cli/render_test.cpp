@@ -1,5 +1,4 @@
-// Rendering the example scene to every output format: the files exist with the composition's
-// size (or the downsampled size) and the bit depth asked for.
+// The example scene in every output format, size and depth.
 #include "cli/cli_scene.h"
 #include "host/scene/image.h"
 
@@ -73,8 +72,6 @@ INSTANTIATE_TEST_SUITE_P(
                       RenderCase{"downsample_x_y", 101, 51, {"--downsample", "3,2"}, "out.exr", 34, 26, 16}),
     [](const auto& info) { return std::string(info.param.name); });
 
-// EXR and TIFF outputs say what they are: the composition's pixel aspect, and the scene, frame
-// and time they were rendered from, as a compositor or a review tool reads them back.
 TEST(CliMetadata, ExrAndTiffCarryPixelAspectSceneFrameAndTime)
 {
     TempFolder folder(currentTestTag());

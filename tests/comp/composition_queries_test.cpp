@@ -1,4 +1,4 @@
-// Keyframe interpolation, camera choice (and so layer activity) and the default camera distance.
+// Keyframe interpolation and camera choice (and so layer activity).
 #include "host/comp/composition_model.h"
 
 #include <gtest/gtest.h>
@@ -26,16 +26,6 @@ TEST(Animated, InterpolatesLinearlyAndHoldsOutsideKeys) {
     Animated<std::array<double, 3>> color;
     color.keys = {{0.0, {1, 0, 0}}, {2.0, {0, 1, 0.5}}};
     EXPECT_EQ(color.at(1), (std::array<double, 3>{0.5, 0.5, 0.25}));
-}
-
-TEST(DefaultCameraDistance, FiftyMillimetreLensOrOverride) {
-    CompositionModel c;
-    for (auto [width, distance] : {std::pair{1920, 2666.6667}, {1280, 1777.7778}, {720, 1000.0}}) {
-        c.width = width;
-        EXPECT_NEAR(defaultCameraDistance(c), distance, 1e-4) << "width " << width;
-    }
-    c.defaultCameraDistance = 1500;
-    EXPECT_DOUBLE_EQ(defaultCameraDistance(c), 1500);
 }
 
 LayerModel timed(LayerKind kind, double in, double duration, bool videoOn = true) {

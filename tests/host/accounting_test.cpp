@@ -1,5 +1,4 @@
-// What the effect leaves unbalanced is reported per command, naming what and how many; and
-// each fault the host can inject reaches the effect as the failure it stands for.
+// Imbalances reported per command, and each injectable fault reaching the effect.
 #include "probe_support.h"
 
 #include <gtest/gtest.h>
@@ -9,18 +8,11 @@
 #include <vector>
 
 using namespace orbhost;
+using probetest::lastRecord;
 using probetest::probeLog;
 using probetest::startProbe;
 
 namespace {
-
-const CommandRecord& lastRecord(const EffectHost& host, PF_Cmd cmd)
-{
-    for (auto it = host.commandLog().rbegin(); it != host.commandLog().rend(); ++it)
-        if (it->cmd == cmd)
-            return *it;
-    throw std::runtime_error("command not in the log");
-}
 
 struct LeakCase {
     const char* action;
@@ -48,8 +40,7 @@ TEST(Accounting, AFullRenderIsBalancedAfterEveryCommand)
         << probeLog(*host);
 }
 
-// Each leak is reported for the render command that made it, naming what and how many; the
-// next frame reports only its own leak, not the earlier one again.
+// The next frame reports only its own leak, not the earlier one again.
 TEST_P(Leaks, AreReportedAfterTheRenderCommand)
 {
     auto host = startProbe(GetParam().action);
@@ -72,8 +63,7 @@ INSTANTIATE_TEST_SUITE_P(Probe, Leaks,
                                          LeakCase{"over_release", "suite \"PF World Suite\" v2", -1}),
                          [](const auto& info) { return std::string(info.param.action); });
 
-// The difference of two snapshots names each key whose count moved, either way, also one that
-// is missing from either snapshot.
+// Also a key missing from either snapshot.
 TEST(Accounting, DifferenceNamesWhatWasLeftHeldAndWhatWasOverReleased)
 {
     const std::map<std::string, long long> before{{"handle", 2}, {"world", 1}, {"suite", 3}, {"same", 4}};
@@ -85,9 +75,6 @@ TEST(Accounting, DifferenceNamesWhatWasLeftHeldAndWhatWasOverReleased)
     EXPECT_EQ(found, expected);
 }
 
-// The world suite disposes only of a world the effect made with it and has not disposed of yet:
-// a second disposal (through a copy of the record) and a world the host never made are
-// refused, and the count of worlds held stays right.
 TEST(Accounting, AWorldIsDisposedOnceAndOnlyIfTheHostMadeIt)
 {
     auto host = startProbe();

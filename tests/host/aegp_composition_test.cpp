@@ -1,7 +1,6 @@
-// The composition as an effect reads it through the AEGP suites: layer order and parents, names
-// and renames, switches and times, layer stream values in their units. (Matrices, the default
-// camera distance and the active camera are computed and checked in tests/comp/.)
-#include "aegp_support.h"
+// The composition as an effect reads it through the AEGP suites (matrices and the active camera
+// are checked in tests/comp/).
+#include "probe_support.h"
 
 #include <gtest/gtest.h>
 
@@ -41,7 +40,6 @@ TEST(AegpComposition, LayersComeTopToBottomFromTheEffectsComposition)
     ASSERT_EQ(s.layer12->AEGP_GetLayerParent(s.layer(2), &parent), A_Err_NONE);
     EXPECT_EQ(parent, nullptr);
 
-    // The composition's item: its size and pixel aspect.
     AEGP_ItemH item = nullptr;
     A_long w = 0, h = 0;
     A_Ratio par{};
@@ -189,8 +187,7 @@ TEST(AegpComposition, LayerStreamsComeInTheirUnits)
 
 TEST(AegpComposition, EffectTimeIsTheLayersTime)
 {
-    // The effect on the light's layer would see times from its in point; here the effect layer
-    // starts at 0.5 s, so effect time 0 is composition time 0.5.
+    // The effect layer starts at 0.5 s.
     auto host = probetest::startProbe();
     Composition comp = fullComposition();
     comp.model.layers[0].inPoint = 0.5;
@@ -205,7 +202,6 @@ TEST(AegpComposition, EffectTimeIsTheLayersTime)
 
 TEST(AegpComposition, PixelsAndLayersMustPairUp)
 {
-    // A pixel list shorter or longer than the model's layers is a caller's mistake.
     auto host = probetest::startProbe();
     for (const int extra : {-1, 1}) {
         Composition comp = probetest::smallComposition();

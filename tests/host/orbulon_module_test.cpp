@@ -1,15 +1,11 @@
-// The real Orbulon module through the host (skipped when it has not been built): posing as
-// Premiere Pro, and what of the parameter UI only the host can see (tests/cli/ui_state_test.cpp
-// checks what a user sees): the order of the PF_UpdateParamUI calls, the "dammy" expression and
-// stream, host versions, a falloff value outside the list, and the failure paths, after each of
-// which every stream, effect reference, memory handle and suite is back.
+// The real Orbulon module through the host: what of the parameter UI only the host can see, and
+// its failure paths, after each of which every stream, effect reference, handle and suite is back.
 #include "host/core/host_codes.h"
-#include "host/core/host_state.h"
+#include "probe_support.h"
 
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -78,8 +74,7 @@ std::string expressionOfDammy(const EffectHost& host)
     return it == host.paramStreams().end() ? "(never set)" : it->second.expression;
 }
 
-// Every command balanced, and nothing the effect must give back within a command still held
-// (data handles live across commands).
+// Data handles may live across commands; nothing else may.
 void expectEveryCommandBalanced(const EffectHost& host)
 {
     for (const CommandRecord& r : host.commandLog())
@@ -93,14 +88,6 @@ void expectEveryCommandBalanced(const EffectHost& host)
     }
 }
 
-const CommandRecord& lastOf(const EffectHost& host, PF_Cmd cmd)
-{
-    for (auto it = host.commandLog().rbegin(); it != host.commandLog().rend(); ++it)
-        if (it->cmd == cmd)
-            return *it;
-    throw std::runtime_error(std::string("no ") + commandName(cmd) + " was sent");
-}
-
 class Orbulon : public testing::Test {
 protected:
     void SetUp() override
@@ -112,9 +99,8 @@ protected:
 
 } // namespace
 
-// Posing as Premiere Pro, the host serves none of the suites that describe an After Effects
-// composition. The effect still loads (it registers through the utility suite), shows no about
-// text and draws a frame from its defaults, leaving nothing held.
+// Posing as Premiere Pro the host serves no composition suites: the effect still loads, shows no
+// about text and draws a frame from its defaults.
 TEST_F(Orbulon, PosingAsPremiereRefusesTheCompositionSuites)
 {
     HostConfig config;
@@ -129,10 +115,7 @@ TEST_F(Orbulon, PosingAsPremiereRefusesTheCompositionSuites)
     EXPECT_GT(host->state().accounting.total(R"(missing suite "AEGP Comp Suite" v11)"), 0);
     EXPECT_EQ(host->state().accounting.total(R"(missing suite "AEGP Utility Suite" v11)"), 0);
     host->shutdown();
-    for (const CommandRecord& r : host->commandLog())
-        EXPECT_TRUE(r.imbalances.empty()) << commandName(r.cmd) << ": " << r.imbalances.front().what;
-    EXPECT_EQ(host->state().handles.liveCount(), 0u);
-    EXPECT_EQ(host->state().worlds.liveCount(), 0u);
+    expectEveryCommandBalanced(*host);
 }
 
 TEST_F(Orbulon, OnlyAChangeOfTheControlLayerTouchesTheDammyStream)
@@ -147,10 +130,9 @@ TEST_F(Orbulon, OnlyAChangeOfTheControlLayerTouchesTheDammyStream)
     expectEveryCommandBalanced(*host);
 }
 
-// The expression carries the layer's 8-bit name byte for byte: nothing is escaped, so a quote
-// breaks the expression (it then falls back to the parameter's own value). An unnamed layer is
-// named after its source first; the names travel in UTF-16 for that test and the rename, in 8
-// bits for the expression.
+// The name goes into the expression unescaped (a quote breaks it, which falls back to the
+// parameter's value); an unnamed layer is renamed after its source first (UTF-16), the expression
+// reads 8 bits.
 TEST_F(Orbulon, TheExpressionCarriesTheControlLayersNameUnchanged)
 {
     const std::pair<std::string, std::string> layers[] = {
@@ -206,7 +188,7 @@ TEST_F(Orbulon, HostsBefore13Point2GetTheDammyStreamHidden)
         HostConfig config;
         config.version = {c.major, c.minor};
         auto host = loadOrbulon({{"Ctl", "Ctl"}}, config);   // start() sends the first UI update
-        ASSERT_EQ(lastOf(*host, PF_Cmd_UPDATE_PARAMS_UI).result, PF_Err_NONE);
+        ASSERT_EQ(probetest::lastRecord(*host, PF_Cmd_UPDATE_PARAMS_UI).result, PF_Err_NONE);
         const auto it = host->paramStreams().find(kDammy);
         EXPECT_EQ(it == host->paramStreams().end() ? 0 : it->second.dynamicFlags, c.hidden ? AEGP_DynStreamFlag_HIDDEN : 0u);
         EXPECT_TRUE(host->params()[kDammy].uiFlags & PF_PUI_INVISIBLE);
@@ -215,10 +197,8 @@ TEST_F(Orbulon, HostsBefore13Point2GetTheDammyStreamHidden)
     }
 }
 
-// With a control layer and "Smooth" the update makes ten calls: 5..12 greyed, 22 and 23
-// enabled. The failing call (1-based) ends the handler with its error; before the command
-// 5..12 were enabled and the distances greyed ("None" at start-up), and only the updates made
-// before the failure show.
+// With a control layer and "Smooth" the update makes ten calls (5..12 greyed, 22 and 23
+// enabled); the failing one ends the handler, so only the updates before it are applied.
 TEST_F(Orbulon, AFailingUpdateEndsTheHandlerWithItsErrorAndMakesNoLaterUpdate)
 {
     const std::vector<int> order{5, 6, 7, 8, 9, 10, 11, 12, 22, 23};
@@ -247,9 +227,8 @@ TEST_F(Orbulon, AFailingUpdateEndsTheHandlerWithItsErrorAndMakesNoLaterUpdate)
     }
 }
 
-// AEGP failures stay inside the host objects: both commands succeed, the UI is still greyed,
-// and nothing is left held, whichever AEGP suite the host cannot supply (an older host, whose
-// stream step holds a stream too).
+// A missing AEGP suite fails neither command and leaves the UI greyed (an older host, so the
+// stream step runs too).
 TEST_F(Orbulon, AMissingAegpSuiteLeavesBothUiCommandsSucceedingAndBalanced)
 {
     for (const char* suite : {kAEGPPFInterfaceSuite, kAEGPEffectSuite, kAEGPStreamSuite, kAEGPDynamicStreamSuite,

@@ -1,31 +1,11 @@
-// std::bad_alloc inside the effect: every C++ allocation the effect makes from global set-up to
-// set-down (a change of "Control Layer" with its layer name and expression text, UI updates,
-// a depth-of-field frame, the about text) is made to fail in turn. Each command answers with
-// an error code or succeeds; none lets the exception out or leaves anything held.
+// Every C++ allocation the effect makes in a session (a change of "Control Layer", UI updates, a
+// depth-of-field frame, the about text) fails in turn: one command answers out of memory, no
+// exception escapes and nothing is left held.
 #include "effect_allocations.h"
 #include "hostile_support.h"
 
 namespace orbhost::testing {
 namespace {
-
-// Every command of a session; the results of those that failed.
-std::vector<PF_Err> runSession(EffectHost& host, const Scene& scene)
-{
-    std::vector<PF_Err> results;
-    if (host.start() == PF_Err_NONE) {
-        bindScene(host, scene);
-        host.userChangedParam(host.paramIndex("Control Layer"), 0);
-        host.updateParamsUI(0);
-        Image out;
-        host.renderFrame({0, 16, 1, 1}, &out);
-        host.about();
-    }
-    host.shutdown();
-    for (const CommandRecord& r : host.commandLog())
-        if (r.result != PF_Err_NONE)
-            results.push_back(r.result);
-    return results;
-}
 
 TEST_F(HostileHost, EveryEffectAllocationFailingInTurn)
 {
@@ -39,8 +19,20 @@ TEST_F(HostileHost, EveryEffectAllocationFailingInTurn)
         EffectHost host(module);
         host.setComposition(compositionFromScene(scene));
         effect_allocations::arm(failAt);
-        const std::vector<PF_Err> failures = runSession(host, scene);
+        if (host.start() == PF_Err_NONE) {
+            bindScene(host, scene);
+            host.userChangedParam(host.paramIndex("Control Layer"), 0);
+            host.updateParamsUI(0);
+            Image out;
+            host.renderFrame({0, 16, 1, 1}, &out);
+            host.about();
+        }
+        host.shutdown();
         const int allocations = effect_allocations::disarm();
+        std::vector<PF_Err> failures;
+        for (const CommandRecord& r : host.commandLog())
+            if (r.result != PF_Err_NONE)
+                failures.push_back(r.result);
         expectBalanced(host);
         return std::make_pair(allocations, failures);
     };

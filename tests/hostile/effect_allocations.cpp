@@ -40,7 +40,6 @@ const void* baseOf(const void* address)
     return false;
 }
 
-// True when this allocation is the one to fail.
 [[gnu::always_inline]] inline bool failThis()
 {
     if (!gArmed.load(std::memory_order_relaxed) || tInside)
@@ -97,44 +96,28 @@ bool fired() { return gFired.load(); }
 using effect_allocations::allocate;
 using effect_allocations::failThis;
 
-void* operator new(std::size_t size)
+// Inlined, like failThis, so that the backtrace's frame 0 stays the operator itself.
+namespace {
+[[gnu::always_inline]] inline void* allocateOrThrow(std::size_t size, std::size_t alignment)
 {
-    void* p = failThis() ? nullptr : allocate(size, 0);
-    if (!p)
-        throw std::bad_alloc();
-    return p;
+    if (void* p = failThis() ? nullptr : allocate(size, alignment))
+        return p;
+    throw std::bad_alloc();
 }
-void* operator new[](std::size_t size)
+[[gnu::always_inline]] inline void* allocateOrNull(std::size_t size, std::size_t alignment) noexcept
 {
-    void* p = failThis() ? nullptr : allocate(size, 0);
-    if (!p)
-        throw std::bad_alloc();
-    return p;
+    return failThis() ? nullptr : allocate(size, alignment);
 }
-void* operator new(std::size_t size, std::align_val_t a)
-{
-    void* p = failThis() ? nullptr : allocate(size, std::size_t(a));
-    if (!p)
-        throw std::bad_alloc();
-    return p;
-}
-void* operator new[](std::size_t size, std::align_val_t a)
-{
-    void* p = failThis() ? nullptr : allocate(size, std::size_t(a));
-    if (!p)
-        throw std::bad_alloc();
-    return p;
-}
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return failThis() ? nullptr : allocate(size, 0); }
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept { return failThis() ? nullptr : allocate(size, 0); }
-void* operator new(std::size_t size, std::align_val_t a, const std::nothrow_t&) noexcept
-{
-    return failThis() ? nullptr : allocate(size, std::size_t(a));
-}
-void* operator new[](std::size_t size, std::align_val_t a, const std::nothrow_t&) noexcept
-{
-    return failThis() ? nullptr : allocate(size, std::size_t(a));
-}
+}  // namespace
+
+void* operator new(std::size_t size) { return allocateOrThrow(size, 0); }
+void* operator new[](std::size_t size) { return allocateOrThrow(size, 0); }
+void* operator new(std::size_t size, std::align_val_t a) { return allocateOrThrow(size, std::size_t(a)); }
+void* operator new[](std::size_t size, std::align_val_t a) { return allocateOrThrow(size, std::size_t(a)); }
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return allocateOrNull(size, 0); }
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept { return allocateOrNull(size, 0); }
+void* operator new(std::size_t size, std::align_val_t a, const std::nothrow_t&) noexcept { return allocateOrNull(size, std::size_t(a)); }
+void* operator new[](std::size_t size, std::align_val_t a, const std::nothrow_t&) noexcept { return allocateOrNull(size, std::size_t(a)); }
 void operator delete(void* p) noexcept { std::free(p); }
 void operator delete[](void* p) noexcept { std::free(p); }
 void operator delete(void* p, std::size_t) noexcept { std::free(p); }

@@ -1,8 +1,6 @@
-// This program replaces the global operator new and delete. Armed, the replacement counts the
-// allocations made from inside one module (the effect: its own code, or the C++ runtime called
-// from it) and makes the Nth of them fail, as std::bad_alloc or, for the nothrow forms, null.
-// The host's own allocations are never counted nor failed: a bad_alloc thrown inside a host
-// callback would test the host, not the effect.
+// This program replaces the global operator new and delete. Armed, it counts the allocations
+// made from inside one module (the effect, or the C++ runtime called from it) and fails the Nth.
+// The host's own are never failed: a bad_alloc inside a host callback would test the host.
 #pragma once
 
 namespace effect_allocations {

@@ -20,8 +20,6 @@ std::string testName(std::string name)
     return name;
 }
 
-// ---- null pointers -------------------------------------------------------------------------
-
 // Where a null pointer is met: during set-up, or in a later command (ABOUT, the UI commands
 // after a change of "Control Layer", or a frame).
 struct NullCase {
@@ -30,50 +28,41 @@ struct NullCase {
     PF_Err expected;     // what that command returns
 };
 
-void PrintTo(const NullCase& c, std::ostream* os) { *os << c.pointer << " at " << commandName(c.cmd); }
-
 class NullPointers : public HostileHost, public ::testing::WithParamInterface<NullCase> {};
 
-// The result of the command the case names, with the pointer null from that command on.
-PF_Err runBroken(EffectHost& host, const Scene& scene, const NullCase& c)
-{
-    const auto breakNow = [&] { host.faults().nullPointers = {c.pointer}; };
-    if (c.cmd == PF_Cmd_GLOBAL_SETUP || c.cmd == PF_Cmd_PARAMS_SETUP) {
-        breakNow();
-        const PF_Err err = host.start();
-        EXPECT_EQ(host.commandLog().back().cmd, c.cmd);
-        host.faults().nullPointers.clear();
-        return err;
-    }
-    EXPECT_EQ(host.start(), PF_Err_NONE);
-    bindScene(host, scene);
-    breakNow();
-    PF_Err err = PF_Err_NONE;
-    if (c.cmd == PF_Cmd_ABOUT)
-        err = host.about();
-    else if (c.cmd == PF_Cmd_USER_CHANGED_PARAM)
-        err = host.userChangedParam(host.paramIndex("Control Layer"), 0);
-    else if (c.cmd == PF_Cmd_UPDATE_PARAMS_UI)
-        err = host.updateParamsUI(0);
-    else {
-        Image out;
-        host.renderFrame({0, 32, 1, 1}, &out);
-        const CommandRecord& last = host.commandLog().back();
-        EXPECT_EQ(last.cmd, c.cmd) << "the frame stops at the command the pointer breaks";
-        err = last.result;
-        if (last.result == PF_Err_NONE)
-            expectDefined(out, 32, c.pointer);
-    }
-    host.faults().nullPointers.clear();
-    return err;
-}
-
+// The pointer is null from the command the case names on; that command's result is checked.
 TEST_P(NullPointers, TheCommandAnswersAndNothingIsHeld)
 {
     const NullCase& c = GetParam();
     const Scene scene = hostileScene(R"("Control Layer": "Ctl", "Use Composition Camera": true, "Depth Of Field": "On")");
     auto host = hostileHost(scene, false);
-    EXPECT_EQ(runBroken(*host, scene, c), c.expected);
+    PF_Err err = PF_Err_NONE;
+    if (c.cmd == PF_Cmd_GLOBAL_SETUP || c.cmd == PF_Cmd_PARAMS_SETUP) {
+        host->faults().nullPointers = {c.pointer};
+        err = host->start();
+        EXPECT_EQ(host->commandLog().back().cmd, c.cmd);
+    } else {
+        EXPECT_EQ(host->start(), PF_Err_NONE);
+        bindScene(*host, scene);
+        host->faults().nullPointers = {c.pointer};
+        if (c.cmd == PF_Cmd_ABOUT)
+            err = host->about();
+        else if (c.cmd == PF_Cmd_USER_CHANGED_PARAM)
+            err = host->userChangedParam(host->paramIndex("Control Layer"), 0);
+        else if (c.cmd == PF_Cmd_UPDATE_PARAMS_UI)
+            err = host->updateParamsUI(0);
+        else {
+            Image out;
+            host->renderFrame({0, 32, 1, 1}, &out);
+            const CommandRecord& last = host->commandLog().back();
+            EXPECT_EQ(last.cmd, c.cmd) << "the frame stops at the command the pointer breaks";
+            err = last.result;
+            if (last.result == PF_Err_NONE)
+                expectDefined(out, 32, c.pointer);
+        }
+    }
+    host->faults().nullPointers.clear();
+    EXPECT_EQ(err, c.expected);
     expectBalanced(*host);
 }
 
@@ -114,16 +103,12 @@ INSTANTIATE_TEST_SUITE_P(
                       NullCase{"input", PF_Cmd_SMART_RENDER, PF_Err_NONE}),   // the input is never read
     [](const auto& info) { return testName(std::string(commandName(info.param.cmd)) + "_" + info.param.pointer); });
 
-// ---- suites in older versions --------------------------------------------------------------
-
 struct OldSuiteCase {
     const char* suite;
     int newest;          // the newest version the host serves
     PF_Err setup;        // what start() returns
     PF_Err frame;        // what the frame returns, when set-up succeeded
 };
-
-void PrintTo(const OldSuiteCase& c, std::ostream* os) { *os << c.suite << " up to v" << c.newest; }
 
 class OlderSuites : public HostileHost, public ::testing::WithParamInterface<OldSuiteCase> {};
 
@@ -158,8 +143,6 @@ INSTANTIATE_TEST_SUITE_P(
                       OldSuiteCase{kAEGPItemSuite, 12, PF_Err_NONE, PF_Err_NONE},
                       OldSuiteCase{kAEGPPFInterfaceSuite, 0, PF_Err_NONE, PF_Err_NONE}),
     [](const auto& info) { return testName(std::string(info.param.suite) + "_" + std::to_string(info.param.newest)); });
-
-// ---- odd worlds ----------------------------------------------------------------------------
 
 // Rows that end one channel past their pixels, or lie far apart, change no pixel of any depth,
 // with depth of field (the effect's own worlds) or without.
@@ -220,23 +203,6 @@ TEST_F(HostileHost, LayersOfNoneOrOnePixelRenderDefinedFrames)
     }
 }
 
-// ---- parameter checkouts -------------------------------------------------------------------
-
-// The checkouts and layer worlds of one clean depth-of-field frame, counted on a fresh host.
-struct FrameCounts {
-    int checkouts = 0, hostWorlds = 0;
-};
-
-FrameCounts countFrame(const Scene& scene)
-{
-    auto host = hostileHost(scene);
-    const FaultCounters before = host->state().faultCounters;
-    Image out;
-    EXPECT_EQ(host->renderFrame({0, 8, 1, 1}, &out), PF_Err_NONE);
-    const FaultCounters& after = host->state().faultCounters;
-    return {after.checkouts - before.checkouts, after.hostWorlds - before.hostWorlds};
-}
-
 // One kind of bad checkout, made to happen at every checkout (or layer world) of a frame in turn.
 struct CheckoutCase {
     const char* name;
@@ -245,16 +211,21 @@ struct CheckoutCase {
     bool worlds;              // counts host worlds rather than checkouts
 };
 
-void PrintTo(const CheckoutCase& c, std::ostream* os) { *os << c.name; }
-
 class BadCheckouts : public HostileHost, public ::testing::WithParamInterface<CheckoutCase> {};
 
 TEST_P(BadCheckouts, EveryCheckoutOfAFrameInTurn)
 {
     const CheckoutCase& c = GetParam();
     const Scene scene = hostileScene(R"("Control Layer": "Ctl", "Use Composition Camera": true, "Depth Of Field": "On")");
-    const FrameCounts counts = countFrame(scene);
-    const int attempts = c.worlds ? counts.hostWorlds : counts.checkouts;
+    int attempts = 0;
+    {
+        auto clean = hostileHost(scene);
+        const FaultCounters before = clean->state().faultCounters;
+        Image out;
+        ASSERT_EQ(clean->renderFrame({0, 8, 1, 1}, &out), PF_Err_NONE);
+        const FaultCounters& after = clean->state().faultCounters;
+        attempts = c.worlds ? after.hostWorlds - before.hostWorlds : after.checkouts - before.checkouts;
+    }
     ASSERT_GT(attempts, 3);
     for (int nth = 1; nth <= attempts; ++nth) {
         SCOPED_TRACE(std::string(c.name) + " at attempt " + std::to_string(nth) + " of " + std::to_string(attempts));
@@ -276,12 +247,9 @@ TEST_P(BadCheckouts, EveryCheckoutOfAFrameInTurn)
 INSTANTIATE_TEST_SUITE_P(Orbulon, BadCheckouts,
                          ::testing::Values(CheckoutCase{"junk", &FaultPlan::junkCheckout, false, false},
                                            CheckoutCase{"mistyped", &FaultPlan::mistypedCheckout, false, false},
-                                           CheckoutCase{"failed", &FaultPlan::failCheckout, false, false},
                                            CheckoutCase{"failed_leaving_junk", &FaultPlan::failCheckout, true, false},
                                            CheckoutCase{"layer_world_out_of_memory", &FaultPlan::failHostWorld, false, true}),
                          [](const auto& info) { return std::string(info.param.name); });
-
-// ---- values outside their ranges -----------------------------------------------------------
 
 // Every numeric parameter at values a saved project or another host can send: past every
 // limit, and NaN and infinities where the type holds them. Each frame is an error or defined.
@@ -293,32 +261,22 @@ TEST_F(HostileHost, UnclampedValuesOfEveryParameter)
     const std::vector<ParamDefinition> params = host->params();
     int frames = 0;
     for (const ParamDefinition& p : params) {
-        std::vector<ParamValue> values;
-        const auto number = [&](double v) { ParamValue pv; pv.number = v; values.push_back(pv); };
+        const PF_ParamType type = p.def.param_type;
         double low = 0, high = 0;
-        switch (p.def.param_type) {
-        case PF_Param_FLOAT_SLIDER:
-            for (double v : {-inf, inf, nan, -1e300, 1e300, -std::numeric_limits<double>::denorm_min()})
-                number(v);
-            break;
-        case PF_Param_FIX_SLIDER:
-        case PF_Param_ANGLE:
-        case PF_Param_POPUP:
-            validRange(p, &low, &high);
-            for (double v : {low - 1, high + 1, -32768.0, 32767.99, 0.0, nan})
-                number(v);
-            break;
-        case PF_Param_POINT:
-            for (double v : {-1e9, 1e9, nan}) {
-                ParamValue pv;
-                pv.x = v, pv.y = -v;
-                values.push_back(pv);
-            }
-            break;
-        default: break;
+        std::vector<double> numbers;
+        if (type == PF_Param_FLOAT_SLIDER)
+            numbers = {-inf, inf, nan, -1e300, 1e300, -std::numeric_limits<double>::denorm_min()};
+        else if (type == PF_Param_POINT)
+            numbers = {-1e9, 1e9, nan};
+        else if (type == PF_Param_FIX_SLIDER || type == PF_Param_ANGLE || type == PF_Param_POPUP) {
+            validRange(p, &low, &high);   // an angle has none: 0
+            numbers = {low - 1, high + 1, -32768.0, 32767.99, 0.0, nan};
         }
-        for (const ParamValue& value : values) {
-            SCOPED_TRACE(p.name + " = " + std::to_string(value.number) + " / " + std::to_string(value.x));
+        for (double v : numbers) {
+            SCOPED_TRACE(p.name + " = " + std::to_string(v));
+            ParamValue value;
+            value.number = value.x = v;   // a point takes (v, -v)
+            value.y = -v;
             host->setParamValues(p.index, [value](double) { return value; });
             for (int depth : {8, 32}) {
                 Image out;
@@ -335,13 +293,10 @@ TEST_F(HostileHost, UnclampedValuesOfEveryParameter)
     expectBalanced(*host);
 }
 
-// The scene binding refuses out-of-range values unless told to pass them through.
+// Told to, the scene binding passes out-of-range values and special numbers through.
 TEST_F(HostileHost, UnclampedSceneValuesReachTheEffect)
 {
     const Scene scene = hostileScene(R"("Radius": "inf", "Emit": 250, "Falloff": 7, "Rotation X": -40000, "Roughness": "nan")");
-    auto refusing = hostileHost(hostileScene());
-    EXPECT_THROW(bindScene(*refusing, scene), BindError);
-
     auto host = hostileHost(scene, false);
     host->faults().unclampedParams = true;
     ASSERT_EQ(host->start(), PF_Err_NONE);

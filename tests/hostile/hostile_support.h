@@ -1,6 +1,5 @@
-// The real Orbulon module on a small lit, textured composition, and the checks every hostile
-// host case shares: nothing escaped the entry point, nothing was left held, and a frame the
-// effect reports as rendered holds only pixels it wrote.
+// The real module on a small lit, textured composition, and the checks every hostile host case
+// shares: nothing escaped or was left held, and a rendered frame holds only pixels it wrote.
 #pragma once
 #include "host/core/host_errors.h"
 #include "host/core/host_state.h"
@@ -20,9 +19,8 @@ namespace orbhost::testing {
 
 inline std::string orbulonPath() { return std::string(ORBULON_BUILD_DIR) + "/Orbulon.so"; }
 
-// A 48 × 32 composition: the effect on a solid, the grid as texture and reflection map, a
-// point and an ambient light, and a camera with depth of field. `params` adds to the effect's
-// values or replaces them (JSON members); `effectLayer` replaces the effect layer's description.
+// 48 × 32: the effect on a solid, the grid as texture and reflection map, a point and an ambient
+// light, a camera with depth of field. `params` (JSON members) add to or replace the effect's.
 inline Scene hostileScene(const std::string& params = "", const std::string& effectLayer = "")
 {
     std::string effectParams = params;
@@ -49,8 +47,8 @@ inline Scene hostileScene(const std::string& params = "", const std::string& eff
     return parseSceneText(text, "hostile.json", std::string(ORBULON_SOURCE_DIR) + "/scenes");
 }
 
-// The module with the scene bound (after a clean start, unless `start` is false); `adjust`
-// changes the composition first (a scene file cannot hold a layer without pixels).
+// The module with the scene bound after a clean start (unless `start` is false); `adjust`
+// edits the composition first (a scene file cannot hold a layer without pixels).
 inline std::unique_ptr<EffectHost> hostileHost(const Scene& scene, bool start = true,
                                                const std::function<void(Composition&)>& adjust = {})
 {
@@ -70,8 +68,7 @@ inline std::unique_ptr<EffectHost> hostileHost(const Scene& scene, bool start = 
     return host;
 }
 
-// No exception escaped and no command left anything unbalanced; after shutdown the host
-// holds no handle or world of the effect's.
+// No exception escaped, no command left anything unbalanced, nothing is held after shutdown.
 inline void expectBalanced(EffectHost& host)
 {
     host.shutdown();
@@ -84,8 +81,7 @@ inline void expectBalanced(EffectHost& host)
     EXPECT_EQ(host.state().worlds.liveCount(), 0u);
 }
 
-// Every pixel of a rendered frame is finite, in 0..1 unless float, and written by the effect
-// (the host fills a new output with opaque magenta).
+// Every channel finite, in 0..1 unless float, and written (a new output is opaque magenta).
 inline void expectDefined(const Image& image, int bitDepth, const std::string& what)
 {
     int undefined = 0, untouched = 0;

@@ -1,26 +1,18 @@
-// The probe effect: registers one parameter of each common type, logs every command and the
-// values it checks out, and exercises host callbacks on request. PROBE_ACTIONS (read at
-// global set-up) holds comma-separated actions: leak_checkout, leak_suite, leak_handle,
-// leak_world, use_world, iterate_fail, over_release (gives back a suite it never took); and
-// AEGP calls: aegp_rename (USER_CHANGED_PARAM of "Layer": names the chosen layer after its
-// source when it has no name of its own and sets an expression naming it on "Watched"),
-// aegp_camera (SMART_RENDER logs the effect camera's layer index), aegp_leak (SMART_RENDER
-// keeps an effect reference, a stream and two name handles).
+// The probe effect: one parameter of each common type; logs every command and the values it
+// checks out. PROBE_ACTIONS (read at global set-up), comma-separated: leak_checkout, leak_suite,
+// leak_handle, leak_world, use_world, iterate_fail, over_release (gives back a suite it never
+// took); aegp_rename (on a change of "Layer", names the layer after its source if unnamed and
+// sets an expression naming it on "Watched"); aegp_leak (keeps an effect, a stream, two names).
 #include "hostapi/host_api.h"
 
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <mutex>
 #include <string>
 #include <vector>
 
-#if defined(_WIN32)
-#define PROBE_EXPORT extern "C" __declspec(dllexport)
-#else
 #define PROBE_EXPORT extern "C" __attribute__((visibility("default")))
-#endif
 
 namespace {
 
@@ -34,22 +26,17 @@ bool wants(const char* action)
     return ("," + gActions + ",").find(std::string(",") + action + ",") != std::string::npos;
 }
 
-void logLine(const std::string& line)
-{
-    gLog += line + "\n";
-}
+void logLine(const std::string& line) { gLog += line + "\n"; }
 
-void setName(PF_ParamDef& def, const char* name)
-{
-    std::strncpy(def.name_do_not_use_directly, name, sizeof def.name_do_not_use_directly - 1);
-}
-
+// Adds the definition, then clears it for the next one.
 PF_Err add(PF_InData* in, PF_ParamDef& def, const char* name, PF_ParamType type, A_long id)
 {
-    setName(def, name);
+    std::strncpy(def.name_do_not_use_directly, name, sizeof def.name_do_not_use_directly - 1);
     def.param_type = type;
     def.uu.id = id;
-    return in->inter.add_param(in->effect_ref, -1, &def);
+    const PF_Err err = in->inter.add_param(in->effect_ref, -1, &def);
+    def = {};
+    return err;
 }
 
 PF_Err paramsSetup(PF_InData* in, PF_OutData* out)
@@ -57,34 +44,23 @@ PF_Err paramsSetup(PF_InData* in, PF_OutData* out)
     PF_Err err = PF_Err_NONE;
     PF_ParamDef d{};
     if ((err = add(in, d, "Layer", PF_Param_LAYER, 1))) return err;
-    d = {};
-    d.u.fd.valid_min = 0, d.u.fd.valid_max = 100 << 16, d.u.fd.slider_max = 100 << 16;
-    d.u.fd.dephault = 50 << 16;
+    d.u.fd.valid_max = d.u.fd.slider_max = 100 << 16, d.u.fd.dephault = 50 << 16;
     if ((err = add(in, d, "Amount", PF_Param_FIX_SLIDER, 2))) return err;
-    d = {};
     d.u.fs_d.valid_max = 10, d.u.fs_d.slider_max = 10, d.u.fs_d.dephault = 1, d.u.fs_d.value = 1;
     if ((err = add(in, d, "Scale", PF_Param_FLOAT_SLIDER, 3))) return err;
-    d = {};
     if ((err = add(in, d, "Angle", PF_Param_ANGLE, 4))) return err;
-    d = {};
     d.u.bd.u.nameptr = "on";
     if ((err = add(in, d, "Enable", PF_Param_CHECKBOX, 5))) return err;
-    d = {};
     d.u.cd.dephault = {255, 255, 0, 0};
     if ((err = add(in, d, "Tint", PF_Param_COLOR, 6))) return err;
-    d = {};
     d.u.td.x_dephault = 50 << 16, d.u.td.y_dephault = 50 << 16;
     if ((err = add(in, d, "Center", PF_Param_POINT, 7))) return err;
-    d = {};
     d.u.pd.num_choices = 3, d.u.pd.dephault = 1, d.u.pd.u.namesptr = "One|Two|Three";
     if ((err = add(in, d, "Mode", PF_Param_POPUP, 8))) return err;
-    d = {};
     if ((err = add(in, d, "Group", PF_Param_GROUP_START, 9))) return err;
-    d = {};
     d.flags = PF_ParamFlag_SUPERVISE;
     d.u.fd.valid_max = 10 << 16, d.u.fd.slider_max = 10 << 16;
     if ((err = add(in, d, "Watched", PF_Param_FIX_SLIDER, 10))) return err;
-    d = {};
     if ((err = add(in, d, "", PF_Param_GROUP_END, 11))) return err;
     out->num_params = 12;
     return PF_Err_NONE;
@@ -108,7 +84,6 @@ PF_Err globalSetup(PF_InData* in, PF_OutData* out)
         return PF_Err_OUT_OF_MEMORY;
     out->global_data = gGlobal;
     gPluginId = id;
-    logLine("plugin id " + std::to_string(id));
     return PF_Err_NONE;
 }
 
@@ -195,23 +170,6 @@ void renameAndRefer(PF_InData* in, PF_ParamDef* params[])
         effects.suite->AEGP_DisposeEffect(effect);
 }
 
-void logEffectCamera(PF_InData* in)
-{
-    Acquired<AEGP_PFInterfaceSuite1> pf(in, kAEGPPFInterfaceSuite, 1);
-    Acquired<AEGP_LayerSuite6> layers(in, kAEGPLayerSuite, 12);
-    if (!pf.suite || !layers.suite)
-        return;
-    A_Time compTime{};
-    AEGP_LayerH camera = nullptr;
-    A_long index = -1;
-    A_Err err = pf.suite->AEGP_ConvertEffectToCompTime(in->effect_ref, in->current_time, in->time_scale, &compTime);
-    if (!err)
-        err = pf.suite->AEGP_GetEffectCamera(in->effect_ref, &compTime, &camera);
-    if (!err && camera)
-        err = layers.suite->AEGP_GetLayerIndex(camera, &index);
-    logLine("camera err=" + std::to_string(err) + " layer=" + std::to_string(index));
-}
-
 void leakAegpObjects(PF_InData* in)
 {
     Acquired<AEGP_PFInterfaceSuite1> pf(in, kAEGPPFInterfaceSuite, 1);
@@ -284,8 +242,6 @@ PF_Err smartRender(PF_InData* in, PF_SmartRenderExtra* extra)
         if (i != 9 && !(i == 2 && wants("leak_checkout")))
             in->inter.checkin_param(in->effect_ref, &p[i]);
 
-    if (wants("aegp_camera"))
-        logEffectCamera(in);
     if (wants("aegp_leak"))
         leakAegpObjects(in);
 
@@ -353,15 +309,8 @@ PF_Err preRender(PF_InData* in, PF_PreRenderExtra* extra)
 
 } // namespace
 
-PROBE_EXPORT const char* ProbeLog()
-{
-    return gLog.c_str();
-}
-
-PROBE_EXPORT void ProbeClearLog()
-{
-    gLog.clear();
-}
+PROBE_EXPORT const char* ProbeLog() { return gLog.c_str(); }
+PROBE_EXPORT void ProbeClearLog() { gLog.clear(); }
 
 PROBE_EXPORT PF_Err ProbeMain(PF_Cmd cmd, PF_InData* in, PF_OutData* out, PF_ParamDef* params[], PF_LayerDef*, void* extra)
 {

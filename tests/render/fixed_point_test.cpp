@@ -1,6 +1,5 @@
-// Coordinates and radii handed to the host's area sample: 16.16, rounded half away from
-// zero; out-of-range coordinates give the same value in every build; radii kept within the
-// host's 1/65536 to 128 pixels.
+// Area-sample coordinates in 16.16, rounded half away from zero, out-of-range ones the same in
+// every build; radii kept within 1/65536 to 128 pixels.
 #include "render/fixed_point.h"
 
 #include <gtest/gtest.h>

@@ -1,6 +1,5 @@
-// Per-pixel terms at values a rendered scene does not reach, on a render context built by
-// hand: the pole of the (U, V) mapping, light types without a direction, the parallel light's
-// axis and the blur radius exactly at the focus.
+// Per-pixel terms a rendered scene does not reach, on a hand-built context: the (U, V) pole,
+// lights without a direction, the parallel light's axis, the blur radius at the focus.
 #include "render/depth_effects.h"
 #include "render/popup_values.h"
 #include "render/shading.h"

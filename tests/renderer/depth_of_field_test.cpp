@@ -1,6 +1,5 @@
-// Depth of field: the sphere's near and far walls are each averaged over a box whose half-size
-// grows with the wall's distance from the camera's focus, and pixels next to the outline pick
-// up the blurred edge. Seen through a composition camera 300 pixels in front of the sphere.
+// Depth of field: each wall is averaged over a box that grows with its distance from the
+// camera's focus, seen through a camera 300 pixels in front of the sphere.
 #include "renderer/renderer_model.h"
 
 using namespace asmtest;
@@ -13,9 +12,7 @@ constexpr double kZoom = 300;
 struct Optics {
     double focus = 150, aperture = 40, blurLevel = 100, boost = 100;
 
-    // The largest blur radius, in pixels.
     double blurScale() const { return kZoom / focus * (aperture / 10) * (boost / 100 * blurLevel / 100); }
-    // The blur radius of a surface at distance d along the ray.
     double radius(double d) const { return blurScale() / (focus / std::max(std::abs(d - focus), 0.00001) + 1); }
 };
 
@@ -23,10 +20,7 @@ struct BlurCase {
     std::string name;
     Optics optics;
     std::string side = "Full";
-    std::string mode = "On";
     int minSpilled = 50;   // empty pixels next to the outline that must pick up some blur (full size)
-    // The untextured sphere (the (U, V) gradient, opaque everywhere), turned a quarter about x;
-    // "Ellipse X/Y" reshapes it at a constant volume.
     Placement placement{40, {80, 60, 0}, {90, 0, 0}};
     double ellipseXY = 0;
     int downsampleX = 1, downsampleY = 1;
@@ -34,12 +28,12 @@ struct BlurCase {
 
 void PrintTo(const BlurCase& c, std::ostream* os) { *os << c.name; }
 
-SceneSetup blurredScene(const BlurCase& c, const std::string& mode)
+SceneSetup blurredScene(const BlurCase& c)
 {
     const Optics& o = c.optics;
     return geometryScene(c.placement,
                          {{"Texture", "null"},
-                          {"Depth Of Field", "\"" + mode + "\""},
+                          {"Depth Of Field", R"("On")"},
                           {"Boost DOF Blur", num(o.boost)},
                           {"Render Side", "\"" + c.side + "\""},
                           {"Ellipse X/Y", num(c.ellipseXY)}},
@@ -49,9 +43,8 @@ SceneSetup blurredScene(const BlurCase& c, const std::string& mode)
                              num(o.blurLevel) + " } },");
 }
 
-// What the gather pass must make of a frame: each wall's layer holds its colour with alpha =
-// coverage where that wall may be shown; each pixel's two depths are its walls' distances, or
-// for an empty pixel that the blur can reach the ray's closest approach to the sphere in both.
+// Each wall's layer holds its colour, alpha = coverage, where the side shows it; a pixel's depths
+// are its walls' distances, or for an empty pixel within the blur's reach the ray's closest approach.
 class BlurModel {
 public:
     BlurModel(const BlurCase& c, const ContextSnapshot& ctx)
@@ -67,8 +60,7 @@ public:
     int height() const { return height_; }
     bool hit(int x, int y) const { return layer_[index(x, y)].hit; }
 
-    // The near layer blurred by its depth over the far one; `fragile` when an empty pixel lies
-    // right at the blur's reach.
+    // The near layer blurred by its depth over the far one; `fragile` right at the blur's reach.
     Rgba pixel(int x, int y, bool& fragile) const
     {
         const LayerPixel& p = layer_[index(x, y)];
@@ -106,8 +98,8 @@ private:
                 p.back = wall(s.tFar), p.backDepth = s.tFar;
             return p;
         }
-        // An empty pixel: blur reaches it when the gap between its last corner ray and the
-        // sphere's bounding sphere, seen on the image plane, is less than the largest blur.
+        // Blur reaches an empty pixel when its last corner ray passes the bounding sphere
+        // closer, on the image plane, than the largest blur.
         const double t = s.q.b / s.q.a;
         const double reach = std::max({std::abs(ctx.radius.x), std::abs(ctx.radius.y), std::abs(ctx.radius.z)});
         const double projected = kZoom * (length(wide(s.ray.o) + wide(s.ray.d) * t) - reach) / t;
@@ -117,8 +109,7 @@ private:
         return p;
     }
 
-    // The sampler's box average of a layer over half-size r (full-resolution pixels, so
-    // 1/downsample of it in output pixels), the box clamped to the frame.
+    // The box average over half-size r (full-resolution pixels), the box clamped to the frame.
     Rgba blurred(int x, int y, double r, bool front) const
     {
         const double rx = r / dsX_, ry = r / dsY_;
@@ -138,16 +129,14 @@ class DepthOfFieldBlur : public AssemblyParamTest<BlurCase> {};
 
 } // namespace
 
-// Every pixel of the frame against the blur worked out from the camera's optics: the blurred
-// outline spreads into the empty pixels next to it and thins the sphere's own edge pixels;
-// pixels beyond the blur's reach stay fully transparent; inside, the opaque near wall hides
-// the far one; colours are the walls' own, averaged as the blur mixes them. Where the sphere
-// runs off the frame the box shrinks to what lies inside it, so the sphere stays opaque up to
-// the border; a draft render blurs by the same share of the picture as a full one.
+// Every pixel against the blur the camera's optics give: the outline spreads into empty pixels,
+// pixels beyond reach stay clear, the opaque near wall hides the far one. Off the frame's edge
+// the box shrinks, so the sphere stays opaque up to the border; a draft render blurs by the same
+// share of the picture.
 TEST_P(DepthOfFieldBlur, BlursEachWallByItsDistanceFromTheFocus)
 {
     const BlurCase& c = GetParam();
-    const Rendered r = renderScene(blurredScene(c, c.mode), {0, 32, c.downsampleX, c.downsampleY});
+    const Rendered r = renderScene(blurredScene(c), {0, 32, c.downsampleX, c.downsampleY});
     ASSERT_EQ(r.result, PF_Err_NONE);
     ASSERT_EQ(r.passes.size(), 2u) << "a buffered pass and a gather pass";
     EXPECT_NEAR(r.passes[0].blurScale, c.optics.blurScale(), 1e-6 * std::max(1.0, c.optics.blurScale()));
@@ -166,12 +155,11 @@ TEST_P(DepthOfFieldBlur, BlursEachWallByItsDistanceFromTheFocus)
             ++compared;
             const Rgba got = pixelAt(r.image, x, y);
             const std::string where = c.name + " at (" + std::to_string(x) + ", " + std::to_string(y) + ")";
-            // Empty pixels exactly zero; alpha within 1e-3; the colour of a nearly transparent
-            // pixel is ill-defined.
+            // Empty pixels exactly zero; a nearly transparent pixel's colour is ill-defined.
             if (want.a == 0 || std::abs(got.a - want.a) > 1e-3)
-                matches(got, want, want.a == 0 ? 0 : 1e-3, where, &failures);
+                matches(got, want, want.a == 0 ? 0 : 1e-3, where, failures);
             else
-                matches(got, want, want.a > 0.01 ? 2e-3 : 0.2, where, &failures);
+                matches(got, want, want.a > 0.01 ? 2e-3 : 0.2, where, failures);
             spilled += !model.hit(x, y) && want.a > 0.01;
             empty += want.a == 0;
             partial += want.a > 0.01 && want.a < 0.99;
@@ -195,26 +183,20 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(
         // Focus 150 pixels from the camera: the sphere (260 to 340) is behind it; K = 8.
         BlurCase{"FocusInFront", {150, 40}},
-        // "Camera Settings" follows the camera's own switch.
-        BlurCase{"CameraSettings", {150, 40}, "Full", "Camera Settings"},
         // Focus behind the sphere, where the far wall is sharper than the near one.
         BlurCase{"FocusBehind", {500, 500.0 / 3}},
-        // Focus on the near wall: a slight blur at the outline only.
-        BlurCase{"FocusOnTheNearWall", {260, 30}, "Full", "On", 0},
-        // A closed aperture: every pixel is its own sample.
-        BlurCase{"ApertureClosed", {150, 0}, "Full", "On", 0},
-        // "Inside": the near layer is empty, so the far wall alone is blurred and shown.
+        // Focus on the near wall blurs the outline slightly; a closed aperture not at all.
+        BlurCase{"FocusOnTheNearWall", {260, 30}, "Full", 0},
+        BlurCase{"ApertureClosed", {150, 0}, "Full", 0},
+        // "Inside" empties the near layer, "Outside" the far one.
         BlurCase{"InsideShowsTheFarWallBlurred", {150, 40}, "Inside"},
-        // "Outside": the far layer is empty.
         BlurCase{"OutsideShowsTheNearWallBlurred", {400, 60}, "Outside"},
         // Half the sphere lies left of the frame.
-        BlurCase{"CutByTheLeftEdge", {}, "Full", "On", 41, {30, {12, 60, 0}, {90, 0, 0}}},
-        // Half the sphere lies right of the frame and below it: the blur boxes there shrink at
-        // the last column and row.
-        BlurCase{"CutByTheRightAndBottomEdges", {}, "Full", "On", 30, {30, {148, 108, 0}, {90, 0, 0}}},
-        // A draft render at half resolution, and at half resolution across only.
-        BlurCase{"HalfResolution", {}, "Full", "On", 41, {40, {80, 60, 0}, {90, 0, 0}}, 0, 2, 2},
-        // Nearly twice as wide as it is high and thin in depth: the tips lie 47 pixels either
-        // side of the centre, and blur spills past them as it does past the sides.
-        BlurCase{"StretchedSideways", {}, "Full", "On", 41, {25, {80, 60, 0}, {90, 0, 0}}, 0.375}),
+        BlurCase{"CutByTheLeftEdge", {}, "Full", 41, {30, {12, 60, 0}, {90, 0, 0}}},
+        // Off the right and bottom edges: the boxes shrink at the last column and row.
+        BlurCase{"CutByTheRightAndBottomEdges", {}, "Full", 30, {30, {148, 108, 0}, {90, 0, 0}}},
+        // A draft render at half resolution.
+        BlurCase{"HalfResolution", {}, "Full", 41, {40, {80, 60, 0}, {90, 0, 0}}, 0, 2, 2},
+        // Nearly twice as wide as high: blur spills past the tips, 47 pixels either side.
+        BlurCase{"StretchedSideways", {}, "Full", 41, {25, {80, 60, 0}, {90, 0, 0}}, 0.375}),
     [](const auto& info) { return info.param.name; });

@@ -1,10 +1,7 @@
-// Whole-feature scenes against reference renders kept in tests/renderer/golden/. The
-// reciprocal square root estimate that normalises vectors differs between processor makers
-// in its last bits, so the comparison allows what that can move: at least 99.9 % of samples
-// within one 8-bit code value and none beyond four.
-//
-// ORBULON_UPDATE_GOLDEN=1 writes the references anew instead of comparing (look at them
-// before committing).
+// Whole-feature scenes against reference renders in tests/renderer/golden/. The reciprocal
+// square root estimate differs between processor makers in its last bits, so 99.9 % of samples
+// must lie within one 8-bit code value and none beyond four. ORBULON_UPDATE_GOLDEN=1 writes the
+// references anew (look at them before committing).
 #include "assembly/assembly_support.h"
 #include "host/scene/image.h"
 
@@ -17,37 +14,23 @@ struct GoldenCase {
     int bitDepth;
 };
 
-std::string goldenPath(const GoldenCase& c)
-{
-    return std::string(ORBULON_SOURCE_DIR) + "/tests/renderer/golden/" + c.scene + "_" +
-           std::to_string(c.bitDepth) + ".png";
-}
-
-orbhost::Image renderSceneFile(const GoldenCase& c)
-{
-    orbhost::EffectHost host(asmtest::modulePath());
-    EXPECT_EQ(host.start(), PF_Err_NONE);
-    const orbhost::Scene scene =
-        orbhost::loadScene(std::string(ORBULON_SOURCE_DIR) + "/tests/wine/scenes/" + c.scene + ".json");
-    orbhost::bindScene(host, scene);
-    orbhost::FrameRequest request;
-    request.bitDepth = c.bitDepth;
-    orbhost::Image image;
-    EXPECT_EQ(host.renderFrame(request, &image), PF_Err_NONE);
-    return image;
-}
-
 class GoldenImage : public asmtest::AssemblyParamTest<GoldenCase> {};
 
 TEST_P(GoldenImage, MatchesTheReferenceRender)
 {
     const GoldenCase& c = GetParam();
-    const orbhost::Image image = renderSceneFile(c);
+    const std::string dir = std::string(ORBULON_SOURCE_DIR) + "/tests/";
+    const std::string path = dir + "renderer/golden/" + c.scene + "_" + std::to_string(c.bitDepth) + ".png";
+    orbhost::EffectHost host(asmtest::modulePath());
+    ASSERT_EQ(host.start(), PF_Err_NONE);
+    orbhost::bindScene(host, orbhost::loadScene(dir + "wine/scenes/" + c.scene + ".json"));
+    orbhost::Image image;
+    ASSERT_EQ(host.renderFrame({0, c.bitDepth}, &image), PF_Err_NONE);
     if (std::getenv("ORBULON_UPDATE_GOLDEN")) {
-        orbhost::writeImage(goldenPath(c), image, 16);
-        GTEST_SKIP() << "wrote " << goldenPath(c);
+        orbhost::writeImage(path, image, 16);
+        GTEST_SKIP() << "wrote " << path;
     }
-    const orbhost::Image golden = orbhost::readImage(goldenPath(c));
+    const orbhost::Image golden = orbhost::readImage(path);
     ASSERT_EQ(golden.width, image.width);
     ASSERT_EQ(golden.height, image.height);
     std::size_t near = 0, worstIndex = 0;
@@ -57,10 +40,8 @@ TEST_P(GoldenImage, MatchesTheReferenceRender)
         const double got = std::clamp(double(image.rgba[i]), 0.0, 1.0);
         const double diff = std::abs(got - golden.rgba[i]);
         near += diff <= 1.0 / 255 + 1e-6;
-        if (diff > worst) {
-            worst = diff;
-            worstIndex = i;
-        }
+        if (diff > worst)
+            worst = diff, worstIndex = i;
     }
     EXPECT_GE(double(near), 0.999 * image.rgba.size()) << "samples within 1/255: " << near;
     EXPECT_LE(worst, 4.0 / 255) << "worst at pixel " << worstIndex / 4 % image.width << ", "

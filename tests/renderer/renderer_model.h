@@ -1,9 +1,7 @@
-// The one model of what the renderer must draw. Geometry is the kernels' arithmetic written
-// out at the precision of each step (float lanes, double where the renderer widens, the
-// processor's reciprocal square root estimate where it normalises), starting from the context a
-// pass saw; it shares no code with the renderer, so coverage, wall distances and (U, V) match a
-// render bit for bit. Lighting, depth composite and the host's area sample are worked in double
-// on top of that geometry and compared within a tolerance.
+// What the renderer must draw, from the context a pass saw. Geometry follows the kernels'
+// precision step by step (float lanes, double where the renderer widens, the processor's
+// reciprocal square root estimate), so coverage, wall distances and (U, V) match bit for bit;
+// lighting, depth composite and area samples are worked in double and compared within a tolerance.
 #pragma once
 #include "assembly/assembly_support.h"
 
@@ -19,15 +17,8 @@
 
 namespace rtest {
 
-using asmtest::ContextSnapshot;
-using asmtest::dot;
-using asmtest::length;
-using asmtest::normalized;
-using asmtest::num;
-using asmtest::operator+;
-using asmtest::operator-;
-using asmtest::operator*;
-using asmtest::Vec3d;
+using asmtest::ContextSnapshot, asmtest::dot, asmtest::length, asmtest::normalized, asmtest::num, asmtest::Vec3d;
+using asmtest::operator+, asmtest::operator-, asmtest::operator*;
 
 inline constexpr double kPiD = 3.141592653589793;
 inline constexpr orbhost::FrameRequest kFloat{0, 32, 1, 1};
@@ -35,10 +26,8 @@ inline constexpr orbhost::FrameRequest kFloat{0, 32, 1, 1};
 inline Vec3d cross(Vec3d a, Vec3d b) { return {a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2], a[0] * b[1] - a[1] * b[0]}; }
 inline Vec3d mul(Vec3d a, Vec3d b) { return {a[0] * b[0], a[1] * b[1], a[2] * b[2]}; }
 inline Vec3d uniform(double v) { return {v, v, v}; }
-inline Vec3d neg(Vec3d a) { return {-a[0], -a[1], -a[2]}; }
 
-// A pixel: straight colour and alpha.
-struct Rgba {
+struct Rgba {   // straight colour and alpha
     double r = 0, g = 0, b = 0, a = 0;
 };
 
@@ -46,11 +35,6 @@ inline Rgba pixelAt(const orbhost::Image& im, int x, int y)
 {
     const float* p = &im.rgba[(std::size_t(y) * std::size_t(im.width) + std::size_t(x)) * 4];
     return {p[0], p[1], p[2], p[3]};
-}
-
-inline std::string str(Rgba c)
-{
-    return "(" + num(c.r) + ", " + num(c.g) + ", " + num(c.b) + ", " + num(c.a) + ")";
 }
 
 // Straight-alpha "front over back".
@@ -64,9 +48,6 @@ inline Rgba over(Rgba f, Rgba b)
     }
     return out;
 }
-
-// ---------------------------------------------------------------------------------------------
-// Geometry at the kernels' precision.
 
 using F4 = std::array<float, 3>;   // x, y, z lanes
 
@@ -87,8 +68,8 @@ struct Ray {
     F4 o, d;
 };
 
-// The ray through (x + ox, y + oy): x' and y' in double, stored as floats; the direction (and
-// for parallel rays the origin) combined lane by lane in float, left to right.
+// x' and y' in double, stored as floats; the direction (and a parallel ray's origin) combined
+// lane by lane in float, left to right.
 inline Ray sampleRay(const ContextSnapshot& c, int x, int y, double ox, double oy)
 {
     const float xp = float(((x + ox) / c.downsampleX - c.viewCenterX) * c.pixelAspect);
@@ -114,8 +95,8 @@ struct Quadratic {
     double a = 0, b = 0, d = 0;
 };
 
-// Which form the parallel ray's B takes: every lane widened before the products (the
-// renderer's), or the lane product d·s rounded to float first (a slip that moves silhouettes).
+// The parallel ray's B from lanes widened before the products (the renderer's), or with d·s
+// rounded to float first (a slip that moves silhouettes).
 enum class ParallelB { DoubleLanes, FloatProduct };
 
 // A, B and D in double from the float lanes.
@@ -147,9 +128,8 @@ inline constexpr std::array<std::array<double, 2>, 9> kSamples{
     {{0.5, 0.5}, {1.0 / 6, 0.5}, {0.5, 5.0 / 6}, {5.0 / 6, 0.5}, {0.5, 1.0 / 6}, {1.0 / 6, 1.0 / 6}, {1.0 / 6, 5.0 / 6},
      {5.0 / 6, 1.0 / 6}, {5.0 / 6, 5.0 / 6}}};
 
-// A pixel's coverage and the ray it is shaded along. Four corners first: none hit, the pixel
-// is empty; all hit, it is full and shaded along the (5/6, 5/6) corner; otherwise all nine
-// count and the first that hits, in casting order, shades it.
+// Coverage and shading ray: no corner hits, empty; all four, full and shaded along (5/6, 5/6);
+// otherwise all nine count and the first hit in casting order shades it.
 struct Shot {
     int n = 0;
     Ray ray{};
@@ -196,9 +176,8 @@ struct UV {
     double u = 0, v = 0;
 };
 
-// (U, V) of a surface point, then the opening's stretch, the slide and the wrap: the arc
-// functions are the double ones rounded to float, the divisions by π and 2π and all of the
-// deformation in double. No row correction.
+// (U, V), stretched by the opening, slid and wrapped: arc functions in double rounded to float,
+// the divisions by π and 2π and the deformation in double.
 inline UV textureUV(const ContextSnapshot& c, const F4& p)
 {
     const F4 q = normalise({p[0] * c.invRadius.x, p[1] * c.invRadius.y, p[2] * c.invRadius.z});
@@ -218,10 +197,8 @@ inline UV textureUV(const ContextSnapshot& c, const F4& p)
 
 inline bool insideTexture(const UV& uv) { return uv.u >= 0 && uv.u < 1 && uv.v >= 0 && uv.v < 1; }
 
-// The colour a point light gives the untextured surface at P with "Emit" 0 and "Specular"
-// 0: the light's colour × the base colour × ("Diffuse" · k), where k = −(N·L)·intensity with
-// L the unit vector from the light to P: its length a float square root, its division in
-// double; N the ellipsoid's normal turned toward the ray.
+// A point light on the untextured surface ("Emit" and "Specular" 0): colour × (U, V, 0) ×
+// "Diffuse" × −(N·L)·intensity, |L| a float square root and its division in double.
 inline std::array<float, 3> pointLit(const ContextSnapshot& c, const Ray& ray, const F4& p, const UV& uv)
 {
     const asmtest::LightSnapshot& light = c.lights.at(0);
@@ -234,7 +211,7 @@ inline std::array<float, 3> pointLit(const ContextSnapshot& c, const Ray& ray, c
         n = {-n[0], -n[1], -n[2]};
     const float d = n[0] * toPoint[0] + n[1] * toPoint[1] + n[2] * toPoint[2];
     if (!(d <= 0.0f))
-        return {0, 0, 0};   // lit from behind, without transmission
+        return {0, 0, 0};
     const float k = float(-double(d) * light.intensity);
     const float base[3] = {float(uv.u), float(uv.v), 0.0f};
     std::array<float, 3> out{};
@@ -243,20 +220,8 @@ inline std::array<float, 3> pointLit(const ContextSnapshot& c, const Ray& ray, c
     return out;
 }
 
-// A sphere-frame point or direction in world coordinates.
-inline Vec3d toWorld(const ContextSnapshot& c, const Vec3d& p, bool point = true)
-{
-    Vec3d w{};
-    for (int j = 0; j < 3; ++j)
-        w[j] = p[0] * c.sphereToWorld.m[0][j] + p[1] * c.sphereToWorld.m[1][j] + p[2] * c.sphereToWorld.m[2][j] +
-               (point ? c.sphereToWorld.m[3][j] : 0.0);
-    return w;
-}
-
-// ---------------------------------------------------------------------------------------------
-// The host's area sample, as the renderer calls it.
-
-// 16.16 values rounded half away from zero; radii kept within 1/65536 .. 128 pixels.
+// The host's area sample as the renderer calls it: 16.16 values rounded half away from zero,
+// radii kept within 1/65536 .. 128 pixels.
 inline double fixedCoord(double v)
 {
     const double s = v * 65536.0;
@@ -265,9 +230,8 @@ inline double fixedCoord(double v)
 
 inline double fixedRadius(double v) { return std::clamp(std::trunc(v * 65536.0 + 0.5), 1.0, 8388608.0) / 65536.0; }
 
-// The box [c − r, c + r] of straight pixels `at(i, j)` (pixel i spans [i − 0.5, i + 0.5]),
-// cut to the world: each pixel weighs the share of the box it covers, so a box reaching off
-// the world loses alpha; colour is the alpha-weighted average.
+// The box [c − r, c + r] over pixels spanning [i − 0.5, i + 0.5], cut to the world (so it loses
+// alpha off the edge): each pixel weighs its share of the box; colour alpha-weighted.
 inline Rgba areaSample(const std::function<Rgba(int, int)>& at, int width, int height, double x, double y, double rx,
                        double ry)
 {
@@ -293,12 +257,9 @@ inline Rgba areaSample(const orbhost::Image& image, double x, double y, double r
     return areaSample([&](int i, int j) { return pixelAt(image, i, j); }, image.width, image.height, x, y, rx, ry);
 }
 
-// The texel at surface point P and (U, V) for footprint radii (fx, fy): V takes the row
-// correction, and a footprint that reaches over the seam also reads the other end of the
-// texture. The seam lies at U = p = √(1 − z²)·(|k| − 1) + 1 on the opened sphere, z the
-// unnormalised P·invRadius lane clamped to ±1, the square root in double (`floatPeriod` takes
-// it in float instead, to show that the scenes tell the two apart). Both samples are summed
-// by alpha.
+// The texel at P, (U, V) for footprint radii (fx, fy), V row-corrected. A footprint reaching
+// over the seam at U = √(1 − z²)·(|k| − 1) + 1 (z = P·invRadius clamped, the root in double, or
+// in float with `floatPeriod`) also reads the texture's other end; the two summed by alpha.
 inline Rgba textureSample(const ContextSnapshot& c, const orbhost::Image& tex, const F4& P, const UV& uv, double fx,
                           double fy, bool floatPeriod = false)
 {
@@ -323,17 +284,12 @@ inline Rgba textureSample(const ContextSnapshot& c, const orbhost::Image& tex, c
     return j;
 }
 
-// ---------------------------------------------------------------------------------------------
-// Pixels of the unlit sphere.
-
 using TexelAt = std::function<Rgba(const F4& p, const UV& uv)>;
 
-// Without a texture layer and without lights the sphere shows its coordinates: red = U,
-// green = V, opaque, inside the texture's range; transparent outside it.
+// Without texture and lights: red = U, green = V inside the texture's range, clear outside.
 inline Rgba gradientColour(const F4&, const UV& uv) { return insideTexture(uv) ? Rgba{uv.u, uv.v, 0, 1} : Rgba{}; }
 
-// "Show Pivot" paints over the surface, inside the texture: the fixed point blue, the
-// meridian through it green and the parallel red.
+// "Show Pivot": the fixed point blue, its meridian green, its parallel red.
 inline Rgba withPivotMarks(const ContextSnapshot& c, const UV& uv, Rgba base)
 {
     if (!insideTexture(uv))
@@ -345,8 +301,7 @@ inline Rgba withPivotMarks(const ContextSnapshot& c, const UV& uv, Rgba base)
                                           : base;
 }
 
-// One pixel of the direct pass: the near wall over the far wall with straight alpha, each
-// shown as "Render Side" allows (1 Full, 2 Inside, 3 Outside, as the context holds it), alpha
+// The near wall over the far, as "Render Side" allows (1 Full, 2 Inside, 3 Outside), alpha
 // times coverage.
 inline Rgba expectPixel(const ContextSnapshot& c, int x, int y, const TexelAt& surface, bool pivotMarks = false)
 {
@@ -369,43 +324,40 @@ inline Rgba expectPixel(const ContextSnapshot& c, int x, int y, const TexelAt& s
 
 inline double fullScale(int bitDepth) { return bitDepth == 8 ? 255.0 : bitDepth == 16 ? 32768.0 : 1.0; }
 
-// A channel as an integer depth stores it: v · full scale clamped and truncated.
 inline double quantised(double v, int bitDepth)
 {
     const double full = fullScale(bitDepth);
     return bitDepth == 32 ? v : std::floor(std::clamp(v * full, 0.0, full)) / full;
 }
 
-// Compares one pixel with its expectation, reporting the first few failures of a test.
-inline bool matches(Rgba got, Rgba want, double tolerance, const std::string& where, int* failures = nullptr)
+// Compares one pixel, reporting only the first five failures counted in `failures`.
+inline void matches(Rgba got, Rgba want, double tolerance, const std::string& where, int& failures)
 {
     const double d = std::max({std::abs(got.r - want.r), std::abs(got.g - want.g), std::abs(got.b - want.b),
                                std::abs(got.a - want.a)});
-    if (d <= tolerance)
-        return true;
-    if (!failures || ++*failures <= 5)
+    const auto str = [](Rgba c) { return "(" + num(c.r) + ", " + num(c.g) + ", " + num(c.b) + ", " + num(c.a) + ")"; };
+    if (!(d <= tolerance) && ++failures <= 5)
         ADD_FAILURE() << where << ": got " << str(got) << ", expected " << str(want);
-    return false;
 }
 
-// Compares every pixel of a float image with the model; returns the number of pixels drawn.
+using Pixels = std::vector<std::pair<int, int>>;
+
+// Compares the listed pixels (all when none are listed) with the model; returns how many it draws.
 inline int compareWithModel(const orbhost::Image& image, double tolerance, const std::function<Rgba(int, int)>& model,
-                            const std::string& what)
+                            const std::string& what, Pixels pixels = {})
 {
+    if (pixels.empty())
+        for (int i = 0; i < image.height * image.width; ++i)
+            pixels.emplace_back(i % image.width, i / image.width);
     int drawn = 0, failures = 0;
-    for (int y = 0; y < image.height; ++y)
-        for (int x = 0; x < image.width; ++x) {
-            const Rgba want = model(x, y);
-            drawn += want.a > 0;
-            matches(pixelAt(image, x, y), want, tolerance, what + " at " + std::to_string(x) + ", " + std::to_string(y),
-                    &failures);
-        }
+    for (auto [x, y] : pixels) {
+        const Rgba want = model(x, y);
+        drawn += want.a > 0;
+        matches(pixelAt(image, x, y), want, tolerance, what + " at " + std::to_string(x) + ", " + std::to_string(y), failures);
+    }
     EXPECT_EQ(failures, 0) << what;
     return drawn;
 }
-
-// ---------------------------------------------------------------------------------------------
-// Scenes.
 
 struct Placement {
     double radius = 40;
@@ -436,14 +388,12 @@ inline std::string cameraLayerJson(bool perspective, double zoom, double distanc
            (perspective ? "perspective" : "orthographic") + R"(", "zoom": )" + num(zoom) + " } },";
 }
 
-// A scene of the given placement, no texture, no lights, nothing but geometry showing.
+// The placement without texture or lights; `extra` wins over it.
 inline asmtest::SceneSetup geometryScene(const Placement& p, std::map<std::string, std::string> extra = {},
                                          std::string layers = "")
 {
-    asmtest::SceneSetup setup = asmtest::sceneWith(placementParams(p), std::move(layers));
-    for (auto& [k, v] : extra)
-        setup.params[k] = v;
-    return setup;
+    extra.merge(placementParams(p));
+    return asmtest::sceneWith(std::move(extra), std::move(layers));
 }
 
 inline orbhost::Image imageOf(int w, int h, const std::function<Rgba(int, int)>& texel)
@@ -460,24 +410,17 @@ inline orbhost::Image imageOf(int w, int h, const std::function<Rgba(int, int)>&
     return im;
 }
 
-// Gives the layer of that name these pixels and their size.
 inline std::function<void(orbhost::Scene&)> replaceLayerImage(orbhost::Image image, std::string name = "Tex")
 {
     return [image, name](orbhost::Scene& scene) {
         for (orbhost::Layer& l : scene.layers)
-            if (l.displayName() == name) {
-                l.image = image;
-                l.width = image.width, l.height = image.height;
-            }
+            if (l.displayName() == name)
+                l.image = image, l.width = image.width, l.height = image.height;
     };
 }
 
-// ---------------------------------------------------------------------------------------------
-// Lit scenes: the default sphere (radius 40 in the middle, turned a quarter about x) with a
-// solid texture, lights and surface settings.
-
-// A light as the scene writes it. `rigScale` (percent) parents it to a null of that scale at
-// the sphere's centre, keeping its world position: the scale then rides in its axis.
+// A scene light. `rigScale` (percent) parents it to a null of that scale at the sphere's
+// centre, keeping its world position, so the scale rides in its axis.
 struct SceneLight {
     std::string type = "point";   // parallel, spot, point, ambient
     Vec3d position{0, 0, -300};
@@ -514,7 +457,6 @@ inline std::string lightLayers(const std::vector<SceneLight>& lights)
     return json;
 }
 
-// The sphere's surface settings and its solid-colour texture.
 struct Surface {
     std::array<double, 4> texture{0.8, 0.6, 0.4, 1.0};   // r, g, b, a
     double emit = 100, ambient = 100, diffuse = 50, specular = 0, roughness = 0.5, metal = 0, transmission = 0;
@@ -527,6 +469,7 @@ struct Surface {
     Vec3d tint() const { return uniform(1 - metal / 100) + colour() * (metal / 100); }
 };
 
+// The sphere of radius 40 in the middle, turned a quarter about x, with a solid texture.
 inline asmtest::SceneSetup litScene(const Surface& s, const std::vector<SceneLight>& lights,
                                     const std::map<std::string, std::string>& extra = {})
 {
@@ -554,11 +497,9 @@ inline double falloffAt(const Surface& s, double distance)
     return s.falloff == 3 ? q * q : 1;
 }
 
-// One light's share at the world point p with unit normal n (facing the viewer), seen along
-// d, on a sphere of this centre: diffuse (or ambient) and Phong specular, with falloff measured
-// from the light's position (parallel lights too), spot cones taking the axis as stored (a
-// rig's scale in it), transmission for light from behind, and self shadow filtered by the far
-// side the light passes through.
+// One light's diffuse (or ambient) and Phong share at p, normal n facing the viewer, seen along
+// d: falloff from the light's position (parallel lights too), the spot cone against the axis as
+// stored (a rig's scale in it), transmission from behind, self shadow filtered by the far side.
 inline Vec3d lightShare(const Surface& s, const SceneLight& l, Vec3d centre, Vec3d d, Vec3d p, Vec3d n)
 {
     const bool ambient = l.type == "ambient";
@@ -572,11 +513,11 @@ inline Vec3d lightShare(const Surface& s, const SceneLight& l, Vec3d centre, Vec
         k0 *= std::clamp((dot(lv, axis * scale) - cosHalf) / ((1 - cosHalf) * l.coneFeather / 100), 0.0, 1.0);
     }
     if (ambient)
-        lv = neg(n);
+        lv = n * -1.0;
     const double facing = dot(n, lv);
     Vec3d filter = uniform(1);
     if (s.selfShadow && !ambient && l.castsShadows) {
-        const double far = 2 * dot(lv, p - centre);   // where the ray back toward the light leaves the sphere
+        const double far = 2 * dot(lv, p - centre);   // where the ray toward the light leaves the sphere
         const double lightAt = l.type != "parallel" ? distance : far + 1;
         const double a = s.texture[3];
         const Vec3d through = lightAt > far && far > 0 ? s.colour() * (a * s.transmission / 100) + uniform(1 - a) : uniform(1);
@@ -605,7 +546,7 @@ inline Rgba applyDepth(const DepthComposite& dc, Rgba c, double t)
     const double ramp = (t - dc.start) / (dc.end - dc.start);
     if (dc.mode == 2) {
         Rgba out = over({dc.fog[0], dc.fog[1], dc.fog[2], std::clamp(ramp, 0.0, 1.0)}, c);
-        out.a = c.a;   // fog tints, it never makes the surface more opaque
+        out.a = c.a;
         return out;
     }
     if (dc.mode == 3)
@@ -613,20 +554,19 @@ inline Rgba applyDepth(const DepthComposite& dc, Rgba c, double t)
     return c;
 }
 
-// Where a pixel's shading ray meets a wall, in world coordinates.
-struct WorldHit {
+struct WorldHit {   // in world coordinates
     Vec3d centre, d, p, n;   // sphere centre, unit ray direction, point, unit normal facing the ray
 };
 
 inline WorldHit worldHit(const ContextSnapshot& c, const Shot& s, double t)
 {
     WorldHit h;
-    h.centre = toWorld(c, {0, 0, 0});
-    h.d = normalized(toWorld(c, wide(s.ray.d), false));
-    h.p = toWorld(c, wide(pointAt(s.ray, t)));
+    h.centre = asmtest::mapPoint({0, 0, 0}, c.sphereToWorld);
+    h.d = normalized(asmtest::mapPoint(wide(s.ray.d), c.sphereToWorld) - h.centre);
+    h.p = asmtest::mapPoint(wide(pointAt(s.ray, t)), c.sphereToWorld);
     h.n = normalized(h.p - h.centre);
     if (dot(h.n, h.d) > 0)
-        h.n = neg(h.n);
+        h.n = h.n * -1.0;
     return h;
 }
 
@@ -640,8 +580,7 @@ inline Rgba wallColour(const ContextSnapshot& c, const Surface& s, const std::ve
     return applyDepth(dc, {col[0], col[1], col[2], s.texture[3]}, t);
 }
 
-// The whole lit pixel: the near wall over the far wall (which an opaque near wall hides),
-// alpha scaled by the pixel's coverage; `side` 3 shows the near wall alone.
+// The lit pixel: near wall over far, alpha times coverage; "Outside" (3) the near wall alone.
 inline Rgba expectedPixel(const ContextSnapshot& c, const Surface& s, const std::vector<SceneLight>& lights,
                           const DepthComposite& dc, int x, int y)
 {
@@ -655,12 +594,10 @@ inline Rgba expectedPixel(const ContextSnapshot& c, const Surface& s, const std:
     return out;
 }
 
-// Pixels well inside the outline and away from the texture's poles and seam: every `step`-th
-// fully covered pixel within `band` rows of the middle that the ray meets at |N·D| > minFacing.
-inline std::vector<std::pair<int, int>> facingPixels(const ContextSnapshot& c, int step = 3, int band = 22,
-                                                     double minFacing = 0.35)
+// Every `step`-th fully covered pixel within `band` rows of the middle met at |N·D| > minFacing.
+inline Pixels facingPixels(const ContextSnapshot& c, int step = 3, int band = 22, double minFacing = 0.35)
 {
-    std::vector<std::pair<int, int>> out;
+    Pixels out;
     for (int y = 60 - band; y <= 60 + band; y += step)
         for (int x = 0; x < 160; x += step) {
             const Shot s = shot(c, x, y);
@@ -671,18 +608,6 @@ inline std::vector<std::pair<int, int>> facingPixels(const ContextSnapshot& c, i
                 out.emplace_back(x, y);
         }
     return out;
-}
-
-// Checks a list of pixels against a model, reporting at most a few failures.
-template <class Model>
-void expectPixels(const orbhost::Image& image, const std::vector<std::pair<int, int>>& pixels, Model model,
-                  double tolerance, const std::string& what)
-{
-    ASSERT_FALSE(pixels.empty()) << what << ": no pixels to check";
-    int failures = 0;
-    for (auto [x, y] : pixels)
-        matches(pixelAt(image, x, y), model(x, y), tolerance,
-                what + " at (" + std::to_string(x) + ", " + std::to_string(y) + ")", &failures);
 }
 
 } // namespace rtest

@@ -1,5 +1,5 @@
-// Where the texture lands on the sphere: the texel each pixel shows, the seam where U wraps
-// (moved by the opening), and the filter footprint of a draft render, against the model.
+// Where the texture lands: the texel each pixel shows, the seam where U wraps (moved by the
+// opening), and the filter footprint of a draft render.
 #include "renderer/renderer_model.h"
 
 using namespace rtest;
@@ -7,7 +7,7 @@ using asmtest::renderScene;
 
 namespace {
 
-// Every texel a different colour: red and green tell its column and row, blue alternates.
+// Red and green tell a texel's column and row, blue alternates.
 orbhost::Image labelledTexture(int w, int h)
 {
     return imageOf(w, h, [w, h](int x, int y) { return Rgba{(x + 0.5) / w, (y + 0.5) / h, (x + y) % 2 ? 0.75 : 0.25, 1}; });
@@ -23,11 +23,9 @@ struct TextureCase {
 
 class TexturePlacement : public asmtest::AssemblyParamTest<TextureCase> {};
 
-// With "Sharpness" 1 every lookup is a point sample of the texel at (W·U, H·V·(1 − 1/H)) for the
-// (U, V) the pixel's shading ray meets; within one texel of the seam a second sample from the
-// other end of the texture joins it. On the sheet that "Open Parameter" 1 makes, the seam's
-// period is about 10⁴ texture widths, so the precision of its square root decides which
-// pixels next to the texture's left edge still show its first column.
+// With "Sharpness" 1 a lookup is a point sample at (W·U, H·V·(1 − 1/H)), joined within one texel
+// of the seam by one from the texture's other end. On the sheet "Open Parameter" 1 makes, the
+// seam's period is about 10⁴ texture widths, so its square root's precision shows at the left edge.
 TEST_P(TexturePlacement, EachPixelShowsTheTexelAtItsCoordinates)
 {
     const TextureCase& c = GetParam();
@@ -62,10 +60,8 @@ INSTANTIATE_TEST_SUITE_P(
                     TextureCase{"OpenedToASheet256x8", {150, {80, 60, 0}, {-135, 0, -90}, 1, 0.5, 0.75, -172.8}, 256, 8, 3, true}),
     [](const testing::TestParamInfo<TextureCase>& i) { return std::string(i.param.name); });
 
-// A texture of one colour must look the same across the meridian where U wraps: the filtered
-// lookups there reach past the texture's right edge and must be joined with the texels from its
-// left edge, or the meridian shows as a line of lower alpha. Pixels near the poles are left
-// out, where the footprint may reach off the top or bottom row.
+// Filtered lookups across the meridian where U wraps join both ends of the texture, so a
+// uniform texture shows no line of lower alpha there (the poles left out).
 TEST(TextureSeam, UniformTextureShowsNoSeam)
 {
     for (const char* sharpness : {"0.5", "0"}) {
@@ -81,22 +77,19 @@ TEST(TextureSeam, UniformTextureShowsNoSeam)
                     continue;
                 ++checked;
                 nearSeam += std::min(uv.u, 1 - uv.u) * 60 < 2;
-                matches(pixelAt(r.image, x, y), {1, 0, 0, 1}, 1e-5, std::string("sharpness ") + sharpness, &failures);
+                matches(pixelAt(r.image, x, y), {1, 0, 0, 1}, 1e-5, std::string("sharpness ") + sharpness, failures);
             }
         EXPECT_GT(nearSeam, 40) << "pixels whose lookups straddle the seam";
         EXPECT_GT(checked, 2000);
     }
 }
 
-// Texture filtering in a draft render. At half resolution the host hands over the texture at
-// half its size, so the footprint, measured in the texels of that smaller world, spans the same
-// part of the texture as at full resolution: fine detail is filtered no more than it was.
-// Columns two texels wide: red alternates dark and light, blue runs through three steps.
+// Columns two texels wide: red alternates, blue runs through three steps.
 Rgba columnColour(int column) { return {double(column % 2), 0.5, (column % 3) / 2.0, 1}; }
 
-// The footprint of one composition pixel where the ray meets the (closed) sphere at t, scaled
-// by 1 − "Sharpness": the pixel's size there (t / zoom), spread by how obliquely the ray meets
-// the surface, over the arc lengths of the parallel (2π r sinθ) and the meridian (π r).
+// The footprint of one composition pixel on the closed sphere, × (1 − "Sharpness"): its size
+// there (t / zoom), spread by the ray's obliquity, over the parallel's (2π r sinθ) and the
+// meridian's (π r) arc lengths.
 Rgba filteredTexel(const ContextSnapshot& c, const orbhost::Image& world, const Shot& s, double sharpnessFactor,
                    double* radiusX = nullptr, double scaleX = 1)
 {
@@ -118,6 +111,8 @@ Rgba filteredTexel(const ContextSnapshot& c, const orbhost::Image& world, const 
     return textureSample(c, world, P, textureUV(c, P), fx, fy);
 }
 
+// At half resolution the host hands over the texture at half size; measured in its texels the
+// footprint spans the same part of the texture as at full resolution.
 TEST(DraftTexture, HalfResolutionFiltersTheHalvedTextureByItsOwnSize)
 {
     constexpr int kHalfWidth = 256, kHalfHeight = 8;
@@ -140,8 +135,7 @@ TEST(DraftTexture, HalfResolutionFiltersTheHalvedTextureByItsOwnSize)
             if (fx > 8)
                 continue;
             ++compared;
-            matches(pixelAt(r.image, x, y), want, 2e-3, "pixel " + std::to_string(x) + ", " + std::to_string(y), &failures);
-            // Pixels where a footprint twice as wide would show differently.
+            matches(pixelAt(r.image, x, y), want, 2e-3, "pixel " + std::to_string(x) + ", " + std::to_string(y), failures);
             sensitive += std::abs(filteredTexel(r.ctx(), world, s, 0.5, nullptr, 2).r - want.r) > 0.05;
         }
     EXPECT_GT(compared, 300);

@@ -1,7 +1,5 @@
-// Box-filtered area samples: hand-computed boxes on the small world, a seeded comparison with
-// brute-force box integration (boxes of more than 64 pixels take the summed-area table path),
-// and the table's edge cases in float: content only in a large box's last column or row, and
-// an exact zero over a transparent region.
+// Box-filtered area samples against hand-computed values and brute-force integration (boxes of
+// more than 64 pixels take the summed-area table path), and the table's float edge cases.
 #include "host/sampling/samplers.h"
 #include "test_world.h"
 

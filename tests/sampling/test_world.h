@@ -1,6 +1,5 @@
-// Worlds for the sampling tests: pixels given in "levels" (0..255 for 8-bit, level·128 for
-// 16-bit, level/255 for float, so one set of hand-computed numbers serves every depth), rows
-// padded with bytes that no sampler may read.
+// Pixels in "levels" (level, level·128, level/255 by depth) so one set of hand-computed numbers
+// serves every depth; rows padded with bytes that no sampler may read.
 #pragma once
 #include "hostapi/host_api.h"
 
@@ -48,7 +47,6 @@ Levels levelsOf(const Pixel& p) {
     return {p.alpha / k, p.red / k, p.green / k, p.blue / k};
 }
 
-// A world of width × height pixels whose rows carry `padBytes` of poison after the pixels.
 template <class Pixel>
 class TestWorld {
 public:
@@ -101,7 +99,6 @@ TestWorld<Pixel> smallWorld() {
     return world;
 }
 
-// Checks a sampled pixel against expected levels within the depth's rounding.
 template <class Pixel>
 ::testing::AssertionResult pixelNear(const Pixel& got, const Levels& want) {
     const double k = Depth<Pixel>::perLevel, tol = Depth<Pixel>::tolerance;

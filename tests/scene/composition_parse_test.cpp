@@ -1,6 +1,5 @@
-// What a scene's composition layers turn into: kinds, names, times, switches, transforms,
-// parents and camera and light settings, with the defaults the format documents. Each layer is
-// compared as one line of text holding every value it has.
+// What a scene's composition layers turn into, defaults included; each layer is compared as one
+// line of text holding every value it has.
 #include "host/scene/scene.h"
 #include "temp_folder.h"
 

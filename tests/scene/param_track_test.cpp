@@ -56,12 +56,14 @@ const TrackCase kTrackCases[] = {
 
 INSTANTIATE_TEST_SUITE_P(Keyframes, ValueAt, ::testing::ValuesIn(kTrackCases));
 
-TEST(ValueAtKeys, KeyValuesComeBackAsWritten)
+TEST(ValueAtKeys, KeyValuesComeBackAsWrittenAndAnEmptyTrackGivesNull)
 {
     const ParamTrack track = makeTrack("[[0, 1], [1, 3]]");
     EXPECT_TRUE(valueAt(track, 0.0).is_number_integer());
     EXPECT_TRUE(valueAt(track, 1.0).is_number_integer());
     EXPECT_TRUE(valueAt(track, 5.0).is_number_integer());
+    EXPECT_TRUE(valueAt(ParamTrack{}, 0.0).is_null());
+    EXPECT_TRUE(heldValueAt(ParamTrack{}, 0.0).is_null());
 }
 
 TEST(HeldValueAt, NeverInterpolates)
@@ -72,12 +74,6 @@ TEST(HeldValueAt, NeverInterpolates)
     EXPECT_EQ(heldValueAt(track, 1.0), 3);
     EXPECT_EQ(heldValueAt(track, 1.5), 3);
     EXPECT_EQ(heldValueAt(track, 7.0), 2);
-}
-
-TEST(ValueAtKeys, EmptyTrackGivesNull)
-{
-    EXPECT_TRUE(valueAt(ParamTrack{}, 0.0).is_null());
-    EXPECT_TRUE(heldValueAt(ParamTrack{}, 0.0).is_null());
 }
 
 }  // namespace

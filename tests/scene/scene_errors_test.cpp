@@ -1,5 +1,4 @@
-// Every kind of bad scene file is refused before anything renders, with the file, the JSON
-// pointer of the offending value and the problem in the message.
+// Every kind of bad scene file, refused naming the file, the JSON pointer and the problem.
 #include "host/scene/scene.h"
 #include "host/scene/image.h"
 #include "temp_folder.h"
@@ -9,8 +8,7 @@
 namespace orbhost {
 namespace {
 
-// A valid scene; each case changes it with a JSON merge patch (RFC 7396: null removes a key,
-// arrays are replaced whole).
+// Each case changes this scene with a JSON merge patch (null removes a key, arrays are replaced).
 constexpr const char* kBaseScene = R"({
   "composition": {"width": 100, "height": 50},
   "layers": [{"name": "S", "type": "solid"}, {"name": "Grid", "type": "image", "file": "grid.pam"}],
