@@ -125,7 +125,6 @@ free_port() {
     die "no free port found"
 }
 
-# --- The cluster --------------------------------------------------------------------------
 
 mungekey --create --keyfile="$WORK/munge/munge.key"
 munged --foreground --socket="$WORK/munge.socket" --key-file="$WORK/munge/munge.key" \
@@ -181,7 +180,6 @@ node_idle() { [[ $(timeout 5 sinfo -h -n "$host" -o %t 2>/dev/null) == idle ]]; 
 wait_for 60 node_idle || die "the node did not come up idle: $(sinfo 2>&1)"
 say "one-node cluster up ($host, ports $ctld_port and $node_port)"
 
-# --- The shot -----------------------------------------------------------------------------
 
 # scenes/basic.json made 20 frames long and heavier per frame (1280×720 and a large
 # sphere), so that a task is still rendering when it is killed.
@@ -211,7 +209,6 @@ ln -s "$BUILD/Orbulon.so" "$WORK/bin/Orbulon.so"
 ln -s "$BUILD/Orbulon.pipl" "$WORK/bin/Orbulon.pipl"
 export PATH=$WORK/bin:$PATH
 
-# --- The job array ------------------------------------------------------------------------
 
 tasks=$(((FRAMES + CHUNK - 1) / CHUNK))
 cd "$WORK/shot"
@@ -252,7 +249,6 @@ for ((t = 0; t < tasks; t++)); do
 done
 say "every task completed"
 
-# --- The checks ---------------------------------------------------------------------------
 
 orbulon-render "$WORK/shot.json" -q -o "$WORK/one/f_####.png"
 expected=$(cd "$WORK/one" && ls -A)

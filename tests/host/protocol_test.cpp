@@ -128,22 +128,3 @@ TEST(Protocol, ChangingASupervisedParameterSendsUserChangedThenUpdate)
     EXPECT_NE(log.find("changed 10 value 196608"), std::string::npos) << log;
 }
 
-TEST(Protocol, IterateCoversEveryPixelOnceWithEveryThreadCount)
-{
-    for (int threads : {1, 2, 5}) {
-        for (bool shuffle : {false, true}) {
-            HostConfig config;
-            config.iterate.threads = threads;
-            config.iterate.shuffle = shuffle;
-            auto host = startProbe("", config);
-            ASSERT_EQ(host->start(), PF_Err_NONE);
-            Image out;
-            ASSERT_EQ(host->renderFrame({0.0, 32, 1, 1}, &out), PF_Err_NONE);
-            const std::string log = probeLog(*host);
-            EXPECT_NE(log.find("iterate err=0 wrong=0"), std::string::npos)
-                << "threads " << threads << " shuffle " << shuffle << "\n" << log;
-            const auto at = log.find("maxthread=");
-            EXPECT_LT(std::stoi(log.substr(at + 10)), threads) << "threads " << threads;
-        }
-    }
-}

@@ -18,25 +18,21 @@ import unittest
 ARGS = None
 
 
-def wine(*args, check=True):
-    env = dict(os.environ, WINEPREFIX=ARGS.prefix, WINEDEBUG="-all",
-               WINEDLLOVERRIDES="mscoree,mshtml=")
-    env.pop("DISPLAY", None)
-    r = subprocess.run([ARGS.wine, str(ARGS.win64_dir / "orbulon-render.exe"), *args],
-                       capture_output=True, text=True, env=env, timeout=300)
+def run(command, args, check, env=None):
+    r = subprocess.run([*command, *args], capture_output=True, text=True, env=env, timeout=300)
     if check and r.returncode != 0:
-        raise AssertionError(f"wine orbulon-render {' '.join(args)} exited {r.returncode}\n"
-                             f"{r.stdout}\n{r.stderr}")
+        raise AssertionError(f"{' '.join([*command, *args])} exited {r.returncode}\n{r.stdout}\n{r.stderr}")
     return r
+
+
+def wine(*args, check=True):
+    env = dict(os.environ, WINEPREFIX=ARGS.prefix, WINEDEBUG="-all", WINEDLLOVERRIDES="mscoree,mshtml=")
+    env.pop("DISPLAY", None)
+    return run([ARGS.wine, str(ARGS.win64_dir / "orbulon-render.exe")], args, check, env)
 
 
 def linux(*args, check=True):
-    r = subprocess.run([str(ARGS.linux_dir / "orbulon-render"), *args],
-                       capture_output=True, text=True, timeout=300)
-    if check and r.returncode != 0:
-        raise AssertionError(f"orbulon-render {' '.join(args)} exited {r.returncode}\n"
-                             f"{r.stdout}\n{r.stderr}")
-    return r
+    return run([str(ARGS.linux_dir / "orbulon-render")], args, check)
 
 
 def read_pam(path):
