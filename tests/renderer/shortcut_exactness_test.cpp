@@ -4,6 +4,7 @@
 #include "renderer/renderer_model.h"
 
 #include <cstring>
+#include <cstdlib>
 #include <random>
 
 using namespace rtest;
@@ -131,8 +132,9 @@ TEST(ShortcutExactnessSweep, RandomScenesRenderTheSameBytes)
 {
     if (!std::filesystem::exists(asmtest::modulePath()) || !std::filesystem::exists(referencePath()))
         GTEST_SKIP() << "the modules are not built";
-    const unsigned seed = std::random_device{}();
-    std::printf("seed %u\n", seed);
+    const char* given = std::getenv("ORBULON_TEST_SEED");
+    const unsigned seed = given ? unsigned(std::strtoul(given, nullptr, 10)) : std::random_device{}();
+    std::printf("seed %u (set ORBULON_TEST_SEED to repeat)\n", seed);
     std::mt19937 rng(seed);
     const auto uniform = [&](double lo, double hi) { return std::uniform_real_distribution<double>(lo, hi)(rng); };
     for (int i = 0; i < 12; ++i) {
