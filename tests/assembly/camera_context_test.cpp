@@ -60,7 +60,10 @@ TEST_F(AssemblyTest, DefaultCameraStandsCentredAtTheCompositionsDefaultDistance)
         const Vec3d origin{0, 0, -d};
         expectNear(x.cameraOrigin, origin, "cameraOrigin");
         expectNear(row(x.cameraToSphere, 3), origin, "cameraToSphere position");
-        EXPECT_NEAR(x.cameraQuadric, dot(origin, origin) / 1600 - 1, tol(dot(origin, origin) / 1600));
+        // C in double from the eye's float lanes, summed y, x, z.
+        const Vec3d o = row(x.cameraToSphere, 3);
+        EXPECT_EQ(x.cameraQuadric, o[1] * o[1] * x.invRadiusSq.y + o[0] * o[0] * x.invRadiusSq.x +
+                                       o[2] * o[2] * x.invRadiusSq.z - 1.0);
     }
 }
 

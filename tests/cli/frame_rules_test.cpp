@@ -78,8 +78,8 @@ INSTANTIATE_TEST_SUITE_P(
                   {"[v2]_f_008.png", "[v2]_f_009.png"}, {}},
         // The scene has 50 frames: a chunk that runs past the end renders what is left, with a
         // note; "A-" runs to the end; a range or frame past the end renders nothing.
-        FrameCase{"range_past_the_end_is_cut", "", {"--frames", "48-60"}, "f_####.png", {"f_0048.png", "f_0049.png"},
-                  {"note: --frames 48-60 runs past the end", "(frames 0 to 49); rendering frames 48 to 49"}},
+        FrameCase{"range_one_past_the_end_is_cut", "", {"--frames", "48-50"}, "f_####.png", {"f_0048.png", "f_0049.png"},
+                  {"note: --frames 48-50 runs past the end", "(frames 0 to 49); rendering frames 48 to 49"}},
         FrameCase{"range_to_the_end", "", {"--frames", "48-"}, "f_####.png", {"f_0048.png", "f_0049.png"}, {}},
         FrameCase{"range_cut_to_one_frame", "", {"--frames", "49:52"}, "still.png", {"still.png"}, {}},
         FrameCase{"range_past_the_end", "", {"--frames", "50-74"}, "f_####.png", {},

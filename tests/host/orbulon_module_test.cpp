@@ -156,24 +156,31 @@ TEST_F(Orbulon, TheExpressionCarriesTheControlLayersNameUnchanged)
     }
 }
 
-// A falloff value outside the list (a saved project or another host can send one) leaves the
-// distances as the mode before it ("Smooth": both enabled) left them, without an update.
-TEST_F(Orbulon, AFalloffValueOutsideTheListLeavesTheDistancesAsTheyWere)
+// Each mode greys the distances it does not use. A value outside the list (a saved project or
+// another host can send one) leaves them as the mode before it ("Smooth": both enabled) left
+// them, without an update.
+TEST_F(Orbulon, EachFalloffModeGreysTheDistancesItDoesNotUse)
 {
-    auto host = loadOrbulon();
-    host->setParamValues(kFalloff, [](double t) {
-        ParamValue v;
-        v.number = t < 0.5 ? 2 : 4;
-        return v;
-    });
-    ASSERT_EQ(host->renderFrame({0.0}, nullptr), PF_Err_NONE);
-    const std::size_t before = host->paramUiUpdates().size();
-    ASSERT_EQ(host->renderFrame({1.0}, nullptr), PF_Err_NONE);
-    for (const auto& [index, isGreyed] : updatesSince(*host, before))
-        EXPECT_TRUE(index != kFalloffRadius && index != kFalloffDistance) << "updated " << index;
-    EXPECT_FALSE(greyed(*host, kFalloffRadius));
-    EXPECT_FALSE(greyed(*host, kFalloffDistance));
-    expectEveryCommandBalanced(*host);
+    struct Case { int mode; bool radiusGreyed, distanceGreyed; };
+    for (const Case& c : {Case{1, true, true}, Case{2, false, false}, Case{3, false, true}, Case{4, false, false}}) {
+        SCOPED_TRACE("falloff " + std::to_string(c.mode));
+        auto host = loadOrbulon();
+        host->setParamValues(kFalloff, [mode = c.mode](double t) {
+            ParamValue v;
+            v.number = t < 0.5 ? 2 : mode;
+            return v;
+        });
+        ASSERT_EQ(host->renderFrame({0.0}, nullptr), PF_Err_NONE);
+        const std::size_t before = host->paramUiUpdates().size();
+        ASSERT_EQ(host->renderFrame({1.0}, nullptr), PF_Err_NONE);
+        if (c.mode == 4) {
+            for (const auto& [index, isGreyed] : updatesSince(*host, before))
+                EXPECT_TRUE(index != kFalloffRadius && index != kFalloffDistance) << "updated " << index;
+        }
+        EXPECT_EQ(greyed(*host, kFalloffRadius), c.radiusGreyed);
+        EXPECT_EQ(greyed(*host, kFalloffDistance), c.distanceGreyed);
+        expectEveryCommandBalanced(*host);
+    }
 }
 
 TEST_F(Orbulon, HostsBefore13Point2GetTheDammyStreamHidden)
