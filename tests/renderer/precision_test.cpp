@@ -25,6 +25,10 @@ const PrecisionCase kPrecisionCases[] = {
     {"PointLightGrazing", {40, {80, 60, 0}, {70, 10, 30}}, {{"Emit", "0"}, {"Diffuse", "100"}, {"Specular", "0"}},
      R"({ "name": "Lamp", "type": "light", "position": [260, 40, 10], "light": { "type": "point", "intensity": 130,
           "color": [1, 0.8, 0.6] } },)"},
+    {"SpotConeEdgeInSmoothFalloff", {40, {80, 60, 0}, {70, 10, 30}},
+     {{"Emit", "0"}, {"Diffuse", "100"}, {"Specular", "0"}, {"Falloff", "2"}, {"Falloff Radius", "100"}, {"Falloff Distance", "100"}},
+     R"({ "name": "Lamp", "type": "light", "position": [150, 20, -120], "pointOfInterest": [80, 60, 0],
+          "light": { "type": "spot", "intensity": 150, "coneAngle": 30, "coneFeather": 60 } },)"},
 };
 
 class KernelPrecision : public asmtest::AssemblyParamTest<PrecisionCase> {};

@@ -197,8 +197,9 @@ inline UV textureUV(const ContextSnapshot& c, const F4& p)
 
 inline bool insideTexture(const UV& uv) { return uv.u >= 0 && uv.u < 1 && uv.v >= 0 && uv.v < 1; }
 
-// A point light on the untextured surface ("Emit" and "Specular" 0): colour × (U, V, 0) ×
-// "Diffuse" × −(N·L)·intensity, |L| a float square root and its division in double.
+// A point or spot light on the untextured surface ("Emit" and "Specular" 0): colour × (U, V, 0)
+// × "Diffuse" × −(N·L)·attenuation·intensity, |L| a float square root; the falloff and the
+// cone's ramp in double from the float dot product.
 inline std::array<float, 3> pointLit(const ContextSnapshot& c, const Ray& ray, const F4& p, const UV& uv)
 {
     const asmtest::LightSnapshot& light = c.lights.at(0);
@@ -206,13 +207,24 @@ inline std::array<float, 3> pointLit(const ContextSnapshot& c, const Ray& ray, c
     const F4 l{p[0] - from[0], p[1] - from[1], p[2] - from[2]};
     const double distance = std::max(double(std::sqrt(l[0] * l[0] + l[1] * l[1] + l[2] * l[2])), 1e-15);
     const F4 toPoint{float(l[0] / distance), float(l[1] / distance), float(l[2] / distance)};
+    const auto unit = [](double x) { return x <= 0 ? 0.0 : x >= 1 ? 1.0 : x; };
+    double attenuation = 1;
+    if (c.falloffMode == 2) {
+        const double x = unit((distance - c.falloffRadius) / ((c.falloffRadius + c.falloffDistance) - c.falloffRadius));
+        attenuation = 1 - (3 - 2 * x) * x * x;
+    }
+    if (light.lightType == AEGP_LightType_SPOT) {
+        const F4 axis = rowOf(light.lightToSphere, 2);
+        const float along = toPoint[0] * axis[0] + toPoint[1] * axis[1] + toPoint[2] * axis[2];
+        attenuation *= unit((double(along) - light.cosHalfCone) / ((1 - light.cosHalfCone) * light.coneFeather));
+    }
     F4 n = normalise({p[0] * c.invRadiusSq.x, p[1] * c.invRadiusSq.y, p[2] * c.invRadiusSq.z});
     if (n[0] * ray.d[0] + n[1] * ray.d[1] + n[2] * ray.d[2] > 0.0f)
         n = {-n[0], -n[1], -n[2]};
     const float d = n[0] * toPoint[0] + n[1] * toPoint[1] + n[2] * toPoint[2];
     if (!(d <= 0.0f))
         return {0, 0, 0};
-    const float k = float(-double(d) * light.intensity);
+    const float k = float(-double(d) * (attenuation * light.intensity));
     const float base[3] = {float(uv.u), float(uv.v), 0.0f};
     std::array<float, 3> out{};
     for (int i = 0; i < 3; ++i)
