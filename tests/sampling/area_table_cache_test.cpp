@@ -53,6 +53,19 @@ TEST(AreaTableCache, RebuildsWhenAnotherWorldUsesTheSameMemory) {
     ASSERT_EQ(sampleArea(cache, eight, 50 << 16, 50 << 16, radius20, radius20, PF_Quality_HI, &out),
               PF_Err_NONE);
     EXPECT_EQ(cache.bytes(), 401u * 101u * 4 * sizeof(std::uint64_t));
+    // The same memory as the same size and depth, every other row: another table again.
+    TestWorld<PF_PixelFloat> rows(100, 100);
+    for (int y = 0; y < 100; ++y)
+        for (int x = 0; x < 100; ++x)
+            rows.set(x, y, {255, y % 2 ? 255.0 : 0.0, 0, 0});
+    PF_EffectWorld top = rows.world(), everyOther = rows.world();
+    top.height = everyOther.height = 50;
+    everyOther.rowbytes *= 2;
+    PF_PixelFloat a{}, b{};
+    ASSERT_EQ(sampleArea(cache, top, 50 << 16, 25 << 16, radius20, radius20, PF_Quality_HI, &a), PF_Err_NONE);
+    ASSERT_EQ(sampleArea(cache, everyOther, 50 << 16, 25 << 16, radius20, radius20, PF_Quality_HI, &b), PF_Err_NONE);
+    EXPECT_NEAR(a.red, 0.5f, 0.05f);
+    EXPECT_FLOAT_EQ(b.red, 0.0f) << "the even rows are black";
 }
 
 TEST(AreaTableCache, ManyThreadsShareOneTable) {
