@@ -101,9 +101,10 @@ TEST_F(AssemblyTest, CompositionCameraGivesItsFrameZoomFocusAndBlur)
         EXPECT_FLOAT_EQ(x.viewCenterX, kWidth / 2.0f);
         EXPECT_FLOAT_EQ(x.viewCenterY, kHeight / 2.0f);
         EXPECT_TRUE(x.perspective);
-        const double focus = std::max(1.0, c.focus), blur = 250.0 / focus * 3.0 * 1.5 * 0.8;
+        // zoom ÷ focus × (aperture ÷ 10 × (boost ÷ 100 × blur level as a fraction)), all in double.
+        const double focus = std::max(1.0, c.focus), blur = 250.0 / focus * (30.0 / 10.0 * (150.0 / 100.0 * 0.8));
         EXPECT_NEAR(x.focusDistance, focus, tol(focus, 1e-9));
-        EXPECT_NEAR(x.blurScale, blur, tol(blur));
+        EXPECT_EQ(x.blurScale, blur);
         EXPECT_EQ(x.depthOfFieldActive, c.active);
         EXPECT_EQ(x.depthOfFieldMode, c.depthOfField == "Off" ? 1u : c.depthOfField == "Camera Settings" ? 2u : 3u);
         expectNear(x.cameraOrigin, position - Vec3d{80, 60, 0}, "cameraOrigin");
