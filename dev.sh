@@ -200,6 +200,11 @@ sanitize_build() {   # KIND (address | thread) DIR [TARGETS...]
     fi
 }
 
+# LeakSanitizer's settings for the sanitizer runs and the fuzzers. A suppressed leak is not a
+# report: without print_suppressions=0 it writes its "Suppressions used" table to the log, and
+# any log fails a sanitizer run.
+LSAN_SETTINGS="suppressions=$ROOT/tests/sanitizers/lsan.supp:print_suppressions=0"
+
 sanitize_run() (   # KIND DIR [TEST PROGRAMS...]; a subshell, so that its settings stay in it
     kind=$1 dir=$2 failed=0
     shift 2
@@ -208,9 +213,7 @@ sanitize_run() (   # KIND DIR [TEST PROGRAMS...]; a subshell, so that its settin
     trap 'rm -rf "$logs" "$out"' EXIT
     export ASAN_OPTIONS="halt_on_error=1:detect_leaks=1:exitcode=86:log_path=$logs/asan"
     export UBSAN_OPTIONS="halt_on_error=1:print_stacktrace=1:exitcode=86:log_path=$logs/ubsan"
-    # A suppressed leak is not a report: without print_suppressions=0 LeakSanitizer writes its
-    # "Suppressions used" table to the log, and any log fails the run.
-    export LSAN_OPTIONS="suppressions=$ROOT/tests/sanitizers/lsan.supp:print_suppressions=0"
+    export LSAN_OPTIONS=$LSAN_SETTINGS
     export TSAN_OPTIONS="halt_on_error=1:second_deadlock_stack=1:exitcode=86:log_path=$logs/tsan"
     TSAN_OPTIONS+=":suppressions=$ROOT/tests/sanitizers/tsan.supp"
     prefix=()
@@ -284,7 +287,7 @@ fuzz_run() {   # SECONDS
         [[ -f tests/fuzz/$target.dict ]] && dict=(-dict="tests/fuzz/$target.dict")
         echo "Fuzzing $target for $seconds s"
         ASAN_OPTIONS="detect_leaks=1" UBSAN_OPTIONS="print_stacktrace=1" \
-            LSAN_OPTIONS="suppressions=$ROOT/tests/sanitizers/lsan.supp:print_suppressions=0" \
+            LSAN_OPTIONS=$LSAN_SETTINGS \
             "$FUZZ_DIR/tests/fuzz/${target}_fuzz" "$work/corpus" "${dict[@]}" -max_total_time="$seconds" \
             -timeout=20 -rss_limit_mb=4096 -verbosity=0 -print_funcs=0 -print_final_stats=1 \
             -artifact_prefix="out/fuzz/$target/" || failed=1
