@@ -44,15 +44,17 @@ struct OnDisk {
 
 OnDisk readRaw(const std::string& path)
 {
-    OIIO::ImageBuf file(path);
-    if (!file.init_spec(path, 0, 0)) {
-        ADD_FAILURE() << "cannot open " << path << ": " << file.geterror();
+    // Not through the shared image cache, which may still hold an earlier file of the same name.
+    const auto file = OIIO::ImageInput::open(path);
+    if (!file) {
+        ADD_FAILURE() << "cannot open " << path << ": " << OIIO::geterror();
         return {};
     }
-    const OIIO::ImageSpec& onDisk = file.nativespec();
+    const OIIO::ImageSpec& onDisk = file->spec();
     OnDisk disk{onDisk.format, {}};
     disk.values.resize(size_t(onDisk.image_pixels()) * size_t(onDisk.nchannels));
-    file.get_pixels(file.roi(), OIIO::TypeDesc::FLOAT, disk.values.data());
+    if (!file->read_image(0, 0, 0, onDisk.nchannels, OIIO::TypeDesc::FLOAT, disk.values.data()))
+        ADD_FAILURE() << "cannot read " << path << ": " << file->geterror();
     return disk;
 }
 #endif
