@@ -25,11 +25,6 @@ TEST_F(AssemblyTest, EllipseSlidersReshapeTheSphereAtConstantVolume)
         EXPECT_EQ(sign(a[0] - a[1], 1e-3), sign(xOverY, 0)) << str(a);
         if (zOverXY == 0 && xOverY == 0)
             expectNear(a, {radius, radius, radius}, "a round sphere");
-        for (int i = 0; i < 3; ++i) {
-            EXPECT_NEAR(xyz(x.radiusSq)[i], a[i] * a[i], tol(a[i] * a[i])) << "axis " << i;
-            EXPECT_NEAR(xyz(x.invRadius)[i], 1 / a[i], tol(1 / a[i])) << "axis " << i;
-            EXPECT_NEAR(xyz(x.invRadiusSq)[i], 1 / (a[i] * a[i]), tol(1 / (a[i] * a[i]))) << "axis " << i;
-        }
         EXPECT_EQ(x.invRadius.w, 0.0f);
         EXPECT_EQ(x.invRadiusSq.w, 0.0f);
         expectInversePair(x, "shape");

@@ -64,21 +64,19 @@ INSTANTIATE_TEST_SUITE_P(Scenes, KernelPrecision, testing::ValuesIn(kPrecisionCa
 // a control layer's axes measured and divided in float, the frame inverted by cofactors in float.
 namespace placement {
 
-using Mat3 = std::array<F4, 3>;
-
 struct Frame {
-    Mat3 rows;
+    std::array<F4, 3> rows;
     F4 origin, radius;
 };
 
 float dot3(F4 a, F4 b) { return a[0] * b[0] + a[1] * b[1] + a[2] * b[2]; }
 
-Mat3 product(const Mat3& a, const Mat3& b)
+Matrix4 product(const Matrix4& a, const Matrix4& b)
 {
-    Mat3 r;
-    for (int i = 0; i < 3; ++i)
-        for (int j = 0; j < 3; ++j)
-            r[i][j] = a[i][0] * b[0][j] + a[i][1] * b[1][j] + a[i][2] * b[2][j];
+    Matrix4 r;
+    for (int i = 0; i < 4; ++i)
+        for (int j = 0; j < 4; ++j)
+            r.m[i][j] = a.m[i][0] * b.m[0][j] + a.m[i][1] * b.m[1][j] + a.m[i][2] * b.m[2][j] + a.m[i][3] * b.m[3][j];
     return r;
 }
 
@@ -89,12 +87,13 @@ Frame fromControls(const Placement& p, double zOverXY, double xOverY)
         const float angle = float(std::lround(p.rotationDeg[i] * 65536)) * 1.5258789e-5f * 0.017453292f;
         c[i] = std::cos(angle), s[i] = std::sin(angle);
     }
-    const Mat3 rx{F4{1, 0, 0}, F4{0, c[0], s[0]}, F4{0, -s[0], c[0]}};
-    const Mat3 ry{F4{c[1], 0, -s[1]}, F4{0, 1, 0}, F4{s[1], 0, c[1]}};
-    const Mat3 rz{F4{c[2], s[2], 0}, F4{-s[2], c[2], 0}, F4{0, 0, 1}};
+    const Matrix4 rx{{{1, 0, 0, 0}, {0, c[0], s[0], 0}, {0, -s[0], c[0], 0}, {0, 0, 0, 1}}};
+    const Matrix4 ry{{{c[1], 0, -s[1], 0}, {0, 1, 0, 0}, {s[1], 0, c[1], 0}, {0, 0, 0, 1}}};
+    const Matrix4 rz{{{c[2], s[2], 0, 0}, {-s[2], c[2], 0, 0}, {0, 0, 1, 0}, {0, 0, 0, 1}}};
+    const Matrix4 turn = product(product(rz, ry), rx);
     const double t5 = std::tan((zOverXY + 1.0) * kPiD * 0.25), t6 = std::tan((xOverY + 1.0) * kPiD * 0.25);
     const double q = std::sqrt(t5);
-    return {product(product(rz, ry), rx),
+    return {{rowOf(turn, 0), rowOf(turn, 1), rowOf(turn, 2)},
             {float(p.position[0]), float(p.position[1]), float(p.position[2])},
             {float(p.radius / q * t6), float(p.radius / q / t6), float(p.radius * t5)}};
 }
@@ -149,15 +148,6 @@ Matrix4 inverse(const Matrix4& M)
     for (int i = 0; i < 4; ++i)
         for (int j = 0; j < 4; ++j)
             r.m[i][j] = e[i][j] * k;
-    return r;
-}
-
-Matrix4 product(const Matrix4& a, const Matrix4& b)
-{
-    Matrix4 r;
-    for (int i = 0; i < 4; ++i)
-        for (int j = 0; j < 4; ++j)
-            r.m[i][j] = a.m[i][0] * b.m[0][j] + a.m[i][1] * b.m[1][j] + a.m[i][2] * b.m[2][j] + a.m[i][3] * b.m[3][j];
     return r;
 }
 
