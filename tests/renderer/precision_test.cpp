@@ -214,6 +214,8 @@ const Case kCases[] = {
     {"TurnedShapedOpened", {35, {85, 55, 0}, {27, -50, 20}, 0.5, 0.3125, 0.6875}, 0.375, -0.3125, ""},
     {"SteepTurnMirrored", {40, {70, 64, 12}, {-117, 37, 161}, 1.5, 0.25, 0.8125}, 0, 0, ""},
     {"NearlyFlatSheet", {30, {80, 60, -5}, {13, 77, -41}, 1, 0.6875, 0.4375}, -0.5, 0.25, ""},
+    {"SlidersAtTheirEnds", {40, {80, 60, 0}, {0, 0, 0}}, 0.998992919921875, -0.998992919921875, ""},
+    {"RadiusZero", {0, {80, 60, 0}, {0, 0, 0}}, 0, 0, ""},   // x and y inverted without a test, z kept 0
     {"ControlLayerTurned", {7, {10, 10, 0}, {0, 0, 0}, 0.25, 0.5, 0.5}, 0, 0,
      R"("scale": [150, 80, 120], "rotationX": 25, "rotationY": 30, "rotationZ": 20)"},
     {"ControlLayerStretchedMirrored", {7, {10, 10, 0}, {0, 0, 0}, 1.75, 0.125, 0.5625}, 0, 0,
@@ -256,7 +258,15 @@ TEST_P(PlacementPrecision, FrameAndSemiAxesMatchBitForBit)
     for (int i = 0; i < 3; ++i) {
         EXPECT_EQ(got[i], want.radius[i]) << "radius " << i;
         EXPECT_EQ(gotSq[i], want.radius[i] * want.radius[i]) << "radiusSq " << i;
-        EXPECT_EQ(gotInv[i], i < 2 || want.radius[i] > 0 ? 1.0f / want.radius[i] : 0.0f) << "invRadius " << i;
+        const float inverse = i < 2 || want.radius[i] > 0 ? 1.0f / want.radius[i] : 0.0f;
+        EXPECT_EQ(gotInv[i], inverse) << "invRadius " << i;
+        EXPECT_EQ(lanes(ctx.invRadiusSq)[i], inverse * inverse) << "invRadiusSq " << i;
+    }
+    EXPECT_EQ(ctx.invRadius.w + ctx.invRadiusSq.w, 0.0f);
+    // The ellipse sliders reshape the sphere at constant volume: the semi-axes' product is Radius³.
+    const double volume = std::pow(c.placement.radius * want.scale, 3);
+    if (c.controlLayer.empty()) {
+        EXPECT_NEAR(double(got[0]) * got[1] * got[2], volume, 1e-5 * volume);
     }
 }
 
