@@ -252,25 +252,6 @@ inline void expectNear(Vec3d actual, Vec3d expected, const std::string& what, do
         }
 }
 
-inline void expectInversePair(const ContextSnapshot& c, const std::string& what)
-{
-    const Matrix4 p = c.sphereToWorld * c.worldToSphere;
-    const double scale = std::max(1.0, length(row(c.sphereToWorld, 3)));
-    for (int i = 0; i < 4; ++i)
-        for (int j = 0; j < 4; ++j)
-            if (std::abs(p.m[i][j] - (i == j ? 1.0 : 0.0)) > 1e-4 * (i == 3 ? scale : 1.0)) {
-                ADD_FAILURE() << what << ": sphereToWorld · worldToSphere differs from the identity at [" << i
-                              << "][" << j << "] = " << p.m[i][j];
-                return;
-            }
-}
-
-inline Vec3d surfacePoint(Vec3d r, double u, double v)
-{
-    const double theta = (1.0 - v) * kPi, phi = (1.0 - u) * 2.0 * kPi;
-    return {r[0] * std::sin(theta) * std::cos(phi), r[1] * std::sin(theta) * std::sin(phi), r[2] * std::cos(theta)};
-}
-
 inline double squareX(double x, double pixelAspect, double width) { return (x - width / 2) * pixelAspect + width / 2; }
 
 } // namespace asmtest

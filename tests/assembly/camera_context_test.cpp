@@ -54,12 +54,8 @@ TEST_F(AssemblyTest, DefaultCameraStandsCentredAtTheCompositionsDefaultDistance)
         EXPECT_TRUE(x.perspective);
         EXPECT_EQ(x.blurScale, 1.0);
         EXPECT_FALSE(x.depthOfFieldActive);
-        EXPECT_EQ(r.passes.size(), 1u);
-        EXPECT_EQ(x.iterations, kWidth * kHeight);
         // The sphere stands at (80, 60, 0), radius 40.
-        const Vec3d origin{0, 0, -d};
-        expectNear(x.cameraOrigin, origin, "cameraOrigin");
-        expectNear(row(x.cameraToSphere, 3), origin, "cameraToSphere position");
+        expectNear(x.cameraOrigin, {0, 0, -d}, "cameraOrigin");
         // C in double from the eye's float lanes, summed y, x, z.
         const Vec3d o = row(x.cameraToSphere, 3);
         EXPECT_EQ(x.cameraQuadric, o[1] * o[1] * x.invRadiusSq.y + o[0] * o[0] * x.invRadiusSq.x +
@@ -68,7 +64,7 @@ TEST_F(AssemblyTest, DefaultCameraStandsCentredAtTheCompositionsDefaultDistance)
 }
 
 // blur = zoom/focus × aperture/10 × "Boost DOF Blur" × blur level; depth of field takes two
-// passes over the same context, with its four scratch worlds.
+// passes over the same context.
 TEST_F(AssemblyTest, CompositionCameraGivesItsFrameZoomFocusAndBlur)
 {
     struct Case {
@@ -112,10 +108,8 @@ TEST_F(AssemblyTest, CompositionCameraGivesItsFrameZoomFocusAndBlur)
         ASSERT_EQ(r.passes.size(), c.active ? 2u : 1u);
         for (const ContextSnapshot& pass : r.passes) {
             EXPECT_EQ(pass.address, x.address) << "every pass gets the same context";
-            EXPECT_EQ(pass.iterations, kWidth * kHeight);
             EXPECT_EQ(pass.blurScale, x.blurScale) << "the context stays as assembled between passes";
             EXPECT_EQ(std::memcmp(&pass.sphereToWorld, &x.sphereToWorld, sizeof(Matrix4)), 0);
-            EXPECT_EQ(pass.passWorldsSet, (std::array<bool, 4>{c.active, c.active, c.active, c.active}));
         }
     }
 }

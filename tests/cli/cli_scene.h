@@ -41,6 +41,13 @@ struct ProgramResult {
     }
 };
 
+inline std::string fileBytes(const std::string& path)
+{
+    std::ostringstream bytes;
+    bytes << std::ifstream(path, std::ios::binary).rdbuf();
+    return bytes.str();
+}
+
 inline std::string renderProgram() { return ORBULON_BUILD_DIR "/orbulon-render"; }
 
 // Output goes to files rather than pipes, so that a chatty child never blocks on a full pipe.
@@ -85,19 +92,14 @@ public:
         ::waitpid(pid_, &status, 0);
         ProgramResult result;
         result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-        result.out = slurp(outPath_);
-        result.err = slurp(errPath_);
+        result.out = fileBytes(outPath_);
+        result.err = fileBytes(errPath_);
+        std::filesystem::remove(outPath_);
+        std::filesystem::remove(errPath_);
         return result;
     }
 
 private:
-    static std::string slurp(const std::string& path)
-    {
-        std::ostringstream text;
-        text << std::ifstream(path).rdbuf();
-        std::filesystem::remove(path);
-        return text.str();
-    }
     std::string outPath_, errPath_;
     pid_t pid_ = -1;
 };
@@ -107,9 +109,7 @@ inline ProgramResult runProgram(const std::vector<std::string>& args) { return B
 // scenes/basic.json with its texture named by absolute path, as a still (render.frames [0, 0]).
 inline std::string basicSceneText()
 {
-    std::ostringstream text;
-    text << std::ifstream(ORBULON_SOURCE_DIR "/scenes/basic.json").rdbuf();
-    std::string scene = text.str();
+    std::string scene = fileBytes(ORBULON_SOURCE_DIR "/scenes/basic.json");
     const std::string texture = "\"textures/grid.pam\"";
     scene.replace(scene.find(texture), texture.size(), "\"" ORBULON_SOURCE_DIR "/scenes/textures/grid.pam\"");
     const std::string frames = "\"frames\": [0, 49]";
@@ -136,13 +136,6 @@ inline std::string currentTestTag()
         if (c == '/')
             c = '-';
     return tag;
-}
-
-inline std::string fileBytes(const std::string& path)
-{
-    std::ostringstream bytes;
-    bytes << std::ifstream(path, std::ios::binary).rdbuf();
-    return bytes.str();
 }
 
 inline std::vector<std::string> imagesIn(const std::string& folder)

@@ -95,12 +95,8 @@ struct Quadratic {
     double a = 0, b = 0, d = 0;
 };
 
-// The parallel ray's B from lanes widened before the products (the renderer's), or with d·s
-// rounded to float first (a slip that moves silhouettes).
-enum class ParallelB { DoubleLanes, FloatProduct };
-
 // A, B and D in double from the float lanes.
-inline Quadratic quadratic(const ContextSnapshot& c, const Ray& r, ParallelB form = ParallelB::DoubleLanes)
+inline Quadratic quadratic(const ContextSnapshot& c, const Ray& r)
 {
     const F4 s = lanes(c.invRadiusSq);
     Quadratic q;
@@ -114,7 +110,7 @@ inline Quadratic quadratic(const ContextSnapshot& c, const Ray& r, ParallelB for
     }
     double b = 0, o2 = 0;
     for (int i = 0; i < 3; ++i) {
-        const double ds = form == ParallelB::DoubleLanes ? double(r.d[i]) * s[i] : double(r.d[i] * s[i]);
+        const double ds = double(r.d[i]) * s[i];   // widened before the product: B nearly cancels at the edge
         b += double(r.o[i]) * ds;
         o2 += double(r.o[i]) * r.o[i] * s[i];
     }
@@ -137,12 +133,12 @@ struct Shot {
     double tNear = 0, tFar = 0;
 };
 
-inline Shot shot(const ContextSnapshot& c, int x, int y, ParallelB form = ParallelB::DoubleLanes)
+inline Shot shot(const ContextSnapshot& c, int x, int y)
 {
     Shot s;
     const auto cast = [&](std::size_t i, Ray& ray) {
         ray = sampleRay(c, x, y, kSamples[i][0], kSamples[i][1]);
-        return quadratic(c, ray, form);
+        return quadratic(c, ray);
     };
     int corners = 0;
     for (std::size_t i = 5; i < 9; ++i) {
