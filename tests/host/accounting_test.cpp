@@ -87,6 +87,12 @@ TEST(Accounting, AWorldIsDisposedOnceAndOnlyIfTheHostMadeIt)
     PF_EffectWorld world{};
     ASSERT_EQ(worlds->PF_NewWorld(ref, 4, 3, true, PF_PixelFormat_ARGB32, &world), PF_Err_NONE);
     EXPECT_EQ(s.accounting.outstanding("world"), 1);
+    PF_SampPB pb{};   // a sampling suite reads only worlds of its own depth
+    pb.src = &world;
+    PF_Pixel eight{};
+    PF_Pixel16 sixteen{};
+    EXPECT_EQ(sampling8Suite()->nn_sample(ref, 0, 0, &pb, &eight), PF_Err_NONE);
+    EXPECT_EQ(sampling16Suite()->nn_sample16(ref, 0, 0, &pb, &sixteen), PF_Err_BAD_CALLBACK_PARAM);
     const PF_EffectWorld copy = world;
     EXPECT_EQ(worlds->PF_DisposeWorld(ref, &world), PF_Err_NONE);
     EXPECT_EQ(s.accounting.outstanding("world"), 0);
@@ -155,6 +161,7 @@ TEST(Faults, MissingSuiteAnswersNotFoundAndNullTable)
     const void* table = reinterpret_cast<const void*>(1);
     EXPECT_EQ(basicSuite()->AcquireSuite("No Such Suite", 1, &table), 0x53214664);
     EXPECT_EQ(table, nullptr);
+    EXPECT_EQ(basicSuite()->ReleaseSuite("No Such Suite", 1), 0x53214664) << "nothing to give back";
     EXPECT_EQ(basicSuite()->AcquireSuite(kPFWorldSuite, 1, &table), 0x53214664) << "versions are exact";
     ASSERT_EQ(basicSuite()->AcquireSuite(kPFParamUtilsSuite, 2, &table), 0);
     // A served suite's unimplemented slots answer with an error, never a crash.

@@ -1,5 +1,5 @@
 // Per-pixel terms a rendered scene does not reach, on a hand-built context: the (U, V) pole,
-// lights without a direction, the parallel light's axis, the blur radius at the focus.
+// lights without a direction, the parallel light's axis, the blur radius (in double) at the focus.
 #include "render/depth_effects.h"
 #include "render/popup_values.h"
 #include "render/shading.h"
@@ -48,8 +48,9 @@ TEST_F(HandContext, BlurRadiusAtTheFocusIsTinyButNotZero)
 {
     ctx.focusDistance = 500;
     ctx.blurScale = 20;
-    EXPECT_NEAR(blurRadius(ctx, 500), 20 / (500 / 0.00001 + 1), 1e-12);
-    EXPECT_NEAR(blurRadius(ctx, 1000), 10, 1e-12);
+    EXPECT_EQ(blurRadius(ctx, 500), 20 / (500 / 0.00001 + 1));
+    EXPECT_EQ(blurRadius(ctx, 1000), 10);
+    EXPECT_EQ(blurRadius(ctx, 800), 20 / (500.0 / 300.0 + 1)) << "in double: in float 5/3 + 1 rounds otherwise";
 }
 
 } // namespace
