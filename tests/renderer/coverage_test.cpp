@@ -65,8 +65,7 @@ INSTANTIATE_TEST_SUITE_P(
                     CoverageCase{"ParallelQuarterSizeFloat", false, 300, 300, {44, {80, 60, 0}}, 32, 4},
                     CoverageCase{"TinyBetweenCornerSamplesFloat", false, 300, 300, {0.2, {80.5, 60.5, 0}, {90, 0, 0}}, 32},
                     CoverageCase{"TinyOnACornerSampleFloat", false, 300, 300, {0.2, {80 + 5.0 / 6, 60 + 5.0 / 6, 0}, {90, 0, 0}}, 32},
-                    // At a parallel ray's silhouette D = B² − C·A nearly cancels: d·s in B rounded
-                    // to float would move samples of these steep ellipsoids across the edge.
+                    // D = B² − C·A nearly cancels at their edge: d·s rounded to float in B shows.
                     CoverageCase{"ParallelSteepEllipsoid8", false, 300, 300, {57.3, {80, 60, 0}, {33, 71, 12}}, 8, 1, kSteep},
                     CoverageCase{"ParallelSteepEllipsoid16", false, 300, 300, {57.3, {80, 60, 0}, {-58, 23, 101}}, 16, 1, kSteep},
                     CoverageCase{"ParallelSteepEllipsoidFloat", false, 300, 300, {57.3, {80, 60, 0}, {17, -64, -39}}, 32, 1, kSteep}),

@@ -144,7 +144,6 @@ INSTANTIATE_TEST_SUITE_P(
         // is: a rig at 90 % narrows the lit cone, one at 125 % widens it.
         LightingCase{"SpotOnAShrunkRigDims", Surface{.emit = 10, .diffuse = 100}, {onRig(90, 60, 100)}},
         LightingCase{"SpotOnAnEnlargedRigWidens", Surface{.emit = 10, .diffuse = 100}, {onRig(125, 60, 100)}},
-        LightingCase{"SpotOnASlightlyShrunkRig", Surface{.emit = 10, .diffuse = 100}, {onRig(97, 40, 50)}},
         // Fog keeps opaque walls opaque and a half-transparent sphere at alpha 0.75, the far
         // wall fogged more. Fade Out: alpha × (1 − ramp), the more faded far wall showing through.
         depthCase("FogAcrossTheFace", {2, 170, 230}), depthCase("FogOverAHalfTransparentSphere", {2, 170, 230}, 0.5),

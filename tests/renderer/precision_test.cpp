@@ -243,7 +243,6 @@ TEST_P(PlacementPrecision, FrameAndSemiAxesMatchBitForBit)
                             : fromLayer(orbhost::parseSceneText(asmtest::sceneJson(setup), "placement.json", "."), "Ctl");
     const Placed want = opened(frame, c.placement.open, c.placement.u0, c.placement.v0);
     EXPECT_EQ(ctx.openScale, want.scale);
-    EXPECT_EQ(ctx.openInverted, c.placement.open > 1);
     const Matrix4 wantInverse = inverse(want.toWorld);
     const Matrix4 wantCamera = product(ctx.cameraToWorld, inverse(want.toWorld));   // inverted again, as assembly does
     for (int i = 0; i < 4; ++i)
@@ -260,10 +259,6 @@ TEST_P(PlacementPrecision, FrameAndSemiAxesMatchBitForBit)
         EXPECT_EQ(gotInv[i], inverse) << "invRadius " << i;
         EXPECT_EQ(lanes(ctx.invRadiusSq)[i], inverse * inverse) << "invRadiusSq " << i;
     }
-    EXPECT_EQ(ctx.invRadius.w + ctx.invRadiusSq.w, 0.0f);
-    // The ellipse sliders reshape the sphere at constant volume: the semi-axes' product is Radius³.
-    const double volume = std::pow(c.placement.radius * want.scale, 3), extent = double(got[0]) * got[1] * got[2];
-    EXPECT_TRUE(!c.controlLayer.empty() || std::abs(extent - volume) <= 1e-5 * volume) << extent << " for " << volume;
 }
 
 INSTANTIATE_TEST_SUITE_P(Scenes, PlacementPrecision, testing::ValuesIn(kCases),

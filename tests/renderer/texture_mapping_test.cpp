@@ -56,6 +56,8 @@ INSTANTIATE_TEST_SUITE_P(
                     TextureCase{"SeamFacingTheViewer7x5", {40, {80, 60, 0}, {-90, 0, 90}}, 7, 5},
                     TextureCase{"SlidAndTurned9x7", {38, {84, 57, 20}, {-70, 15, -100}, 0, 0.5, 0.5, 72}, 9, 7},
                     TextureCase{"Opened6x6", {36, {80, 60, 0}, {-90, 0, -90}, 0.5, 0.5, 0.5}, 6, 6},
+                    // So wide that W·U rounded to float would move the sample across texel edges.
+                    TextureCase{"Wide16384x4", {40, {80, 60, 0}, {-90, 0, -90}}, 16384, 4},
                     // The sheet through a pivot at 45° latitude, the seam's period about 7071.
                     TextureCase{"OpenedToASheet256x8", {150, {80, 60, 0}, {-135, 0, -90}, 1, 0.5, 0.75, -172.8}, 256, 8, 3, true}),
     [](const testing::TestParamInfo<TextureCase>& i) { return std::string(i.param.name); });

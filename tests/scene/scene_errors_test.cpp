@@ -77,8 +77,6 @@ const BadScene kBadScenes[] = {
      "/layers/1/width", "unknown key 'width'"},
     {"duplicate names", R"({"layers": [{"name": "S", "type": "solid"}, {"name": "S", "type": "solid"}]})",
      "/layers/1/name", "duplicate layer name 'S' (also at /layers/0)"},
-    {"colour out of range", R"({"layers": [{"name": "S", "type": "solid", "color": [0, 0, 2]}]})",
-     "/layers/0/color/2", "between 0 and 1"},
     {"colour too short", R"({"layers": [{"name": "S", "type": "solid", "color": [0, 0]}]})", "/layers/0/color",
      "expected a colour"},
     {"solid width zero", R"({"layers": [{"name": "S", "type": "solid", "width": 0}]})", "/layers/0/width",
