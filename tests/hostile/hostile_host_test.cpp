@@ -5,6 +5,7 @@
 #include "hostile_support.h"
 #include "support/host_warnings.h"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 
@@ -14,9 +15,7 @@ namespace {
 // A test name of letters, digits and underscores.
 std::string testName(std::string name)
 {
-    for (char& ch : name)
-        if (!std::isalnum(static_cast<unsigned char>(ch)))
-            ch = '_';
+    std::replace_if(name.begin(), name.end(), [](unsigned char ch) { return !std::isalnum(ch); }, '_');
     return name;
 }
 

@@ -249,6 +249,8 @@ PF_Err smartRender(PF_InData* in, PF_SmartRenderExtra* extra)
     PF_EffectWorld* output = nullptr;
     if ((err = extra->cb->checkout_layer_pixels(in->effect_ref, 0, &input)))
         return err;
+    PF_EffectWorld* twice = nullptr;   // a second checkout of the same layer must be refused
+    logLine("checkout again err=" + std::to_string(extra->cb->checkout_layer_pixels(in->effect_ref, 0, &twice)));
     if ((err = extra->cb->checkout_output(in->effect_ref, &output)))
         return err;
 

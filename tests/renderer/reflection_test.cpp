@@ -147,7 +147,6 @@ TEST_P(ReflectionRolloff, WeighsTheReflectionByTheViewAngle)
 
 INSTANTIATE_TEST_SUITE_P(Reflection, ReflectionRolloff,
                          testing::Values(RolloffCase{"NoRolloffIsUniform", 0, 100},
-                                         RolloffCase{"NoRolloffPartIntensity", 0, 35},
                                          RolloffCase{"DefaultRolloff", 10, 100},
                                          RolloffCase{"HalfRolloff", 50, 80},
                                          RolloffCase{"FullRolloff", 100, 100},
