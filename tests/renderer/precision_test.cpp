@@ -188,8 +188,7 @@ Placed opened(Frame f, double open, double u0, double v0)
             f.origin[j] = f.origin[j] + n[j] * along, pivot[j] = pivot[j] - n[j] * along;
     }
     const float toPivot = float(1.0 - scale);
-    Placed out;
-    out.scale = scale;
+    Placed out{Matrix4{}, F4{}, scale};
     for (int j = 0; j < 3; ++j) {
         for (int i = 0; i < 3; ++i)
             out.toWorld.m[i][j] = f.rows[i][j];
@@ -244,7 +243,7 @@ TEST_P(PlacementPrecision, FrameAndSemiAxesMatchBitForBit)
     const Placed want = opened(frame, c.placement.open, c.placement.u0, c.placement.v0);
     EXPECT_EQ(ctx.openScale, want.scale);
     const Matrix4 wantInverse = inverse(want.toWorld);
-    const Matrix4 wantCamera = product(ctx.cameraToWorld, inverse(want.toWorld));   // inverted again, as assembly does
+    const Matrix4 wantCamera = product(ctx.cameraToWorld, wantInverse);
     for (int i = 0; i < 4; ++i)
         for (int j = 0; j < 4; ++j) {
             EXPECT_EQ(ctx.sphereToWorld.m[i][j], want.toWorld.m[i][j]) << "sphereToWorld[" << i << "][" << j << "]";
@@ -255,9 +254,9 @@ TEST_P(PlacementPrecision, FrameAndSemiAxesMatchBitForBit)
     for (int i = 0; i < 3; ++i) {
         EXPECT_EQ(got[i], want.radius[i]) << "radius " << i;
         EXPECT_EQ(gotSq[i], want.radius[i] * want.radius[i]) << "radiusSq " << i;
-        const float inverse = i < 2 || want.radius[i] > 0 ? 1.0f / want.radius[i] : 0.0f;
-        EXPECT_EQ(gotInv[i], inverse) << "invRadius " << i;
-        EXPECT_EQ(lanes(ctx.invRadiusSq)[i], inverse * inverse) << "invRadiusSq " << i;
+        const float inv = i < 2 || want.radius[i] > 0 ? 1.0f / want.radius[i] : 0.0f;
+        EXPECT_EQ(gotInv[i], inv) << "invRadius " << i;
+        EXPECT_EQ(lanes(ctx.invRadiusSq)[i], inv * inv) << "invRadiusSq " << i;
     }
 }
 
