@@ -35,8 +35,7 @@ TEST(Accounting, AFullRenderIsBalancedAfterEveryCommand)
         EXPECT_TRUE(r.imbalances.empty()) << commandName(r.cmd) << ": " << r.imbalances.front().what;
     EXPECT_EQ(host->state().handles.liveCount(), 0u);
     EXPECT_EQ(host->state().worlds.liveCount(), 0u);
-    // The world the probe made: 16-bit, padded rows, poison pattern (opaque) when not cleared;
-    // the input layer checked out a second time is refused.
+    // The probe's world: 16-bit, padded rows, poison pattern (opaque); a second checkout refused.
     EXPECT_NE(probeLog(*host).find("world err=0 format=909206881 rowbytes=64 firstpixel=32768"), std::string::npos)
         << probeLog(*host);
     EXPECT_NE(probeLog(*host).find("checkout again err=" + std::to_string(PF_Err_BAD_CALLBACK_PARAM)), std::string::npos);

@@ -219,8 +219,6 @@ const Case kCases[] = {
      R"("scale": [37, 212, 93], "rotationX": -70, "rotationZ": 110)"},
 };
 
-void PrintTo(const Case& c, std::ostream* os) { *os << c.name; }
-
 class PlacementPrecision : public asmtest::AssemblyParamTest<Case> {};
 
 TEST_P(PlacementPrecision, FrameAndSemiAxesMatchBitForBit)

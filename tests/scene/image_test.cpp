@@ -44,7 +44,6 @@ struct OnDisk {
 
 OnDisk readRaw(const std::string& path)
 {
-    // Not through the shared image cache, which may still hold an earlier file of the same name.
     const auto file = OIIO::ImageInput::open(path);
     if (!file) {
         ADD_FAILURE() << "cannot open " << path << ": " << OIIO::geterror();

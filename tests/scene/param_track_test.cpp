@@ -64,6 +64,9 @@ TEST(ValueAtKeys, KeyValuesComeBackAsWrittenAndAnEmptyTrackGivesNull)
     EXPECT_TRUE(valueAt(track, 5.0).is_number_integer());
     EXPECT_TRUE(valueAt(ParamTrack{}, 0.0).is_null());
     EXPECT_TRUE(heldValueAt(ParamTrack{}, 0.0).is_null());
+    ParamTrack spare = makeTrack("[[1, 5], [2, 7], [3, 100]]");
+    spare.keys.pop_back();   // room past the last key, still holding a key that is gone
+    EXPECT_EQ(valueAt(spare, 9.0), 7);
 }
 
 TEST(HeldValueAt, NeverInterpolates)
