@@ -69,37 +69,27 @@ constexpr PF_Err kBad = PF_Err_BAD_CALLBACK_PARAM;
 
 INSTANTIATE_TEST_SUITE_P(
     Orbulon, NullPointers,
-    ::testing::Values(NullCase{"in_data.utils", PF_Cmd_GLOBAL_SETUP, kBad},
-                      NullCase{"in_data.pica_basicP", PF_Cmd_GLOBAL_SETUP, kBad},
-                      NullCase{"utils.host_new_handle", PF_Cmd_GLOBAL_SETUP, kBad},
-                      NullCase{"utils.host_get_handle_size", PF_Cmd_GLOBAL_SETUP, kBad},
-                      NullCase{"in_data.inter", PF_Cmd_PARAMS_SETUP, kBad},
-                      NullCase{"inter.add_param", PF_Cmd_PARAMS_SETUP, kBad},
-                      NullCase{"utils.ansi.strcpy", PF_Cmd_PARAMS_SETUP, kBad},
-                      NullCase{"in_data.effect_ref", PF_Cmd_PARAMS_SETUP, kBad},
-                      NullCase{"in_data.pica_basicP", PF_Cmd_ABOUT, kBad},
-                      NullCase{"utils.ansi.sprintf", PF_Cmd_ABOUT, PF_Err_NONE},   // the effect uses the suite's
-                      NullCase{"params", PF_Cmd_USER_CHANGED_PARAM, kBad},
-                      NullCase{"params[4]", PF_Cmd_USER_CHANGED_PARAM, kBad},
-                      NullCase{"extra", PF_Cmd_USER_CHANGED_PARAM, kBad},
-                      // The UI commands keep their AEGP errors to themselves.
-                      NullCase{"in_data.pica_basicP", PF_Cmd_USER_CHANGED_PARAM, PF_Err_NONE},
-                      NullCase{"params", PF_Cmd_UPDATE_PARAMS_UI, kBad},
-                      NullCase{"params[20]", PF_Cmd_UPDATE_PARAMS_UI, kBad},
-                      NullCase{"in_data.effect_ref", PF_Cmd_UPDATE_PARAMS_UI, kBad},
-                      NullCase{"extra", PF_Cmd_SMART_PRE_RENDER, kBad},
-                      NullCase{"extra.cb", PF_Cmd_SMART_PRE_RENDER, kBad},
-                      NullCase{"in_data.effect_ref", PF_Cmd_SMART_PRE_RENDER, kBad},
-                      NullCase{"in_data.utils", PF_Cmd_SMART_RENDER, kBad},
-                      NullCase{"in_data.pica_basicP", PF_Cmd_SMART_RENDER, kBad},
-                      NullCase{"in_data.inter", PF_Cmd_SMART_RENDER, kBad},
-                      NullCase{"inter.checkout_param", PF_Cmd_SMART_RENDER, kBad},
-                      NullCase{"inter.checkin_param", PF_Cmd_SMART_RENDER, kBad},
-                      NullCase{"utils.iterate_generic", PF_Cmd_SMART_RENDER, kBad},
-                      NullCase{"utils.host_new_handle", PF_Cmd_SMART_RENDER, PF_Err_NONE},   // drawn unlit
-                      NullCase{"utils.host_dispose_handle", PF_Cmd_SMART_RENDER, PF_Err_NONE},
-                      NullCase{"output", PF_Cmd_SMART_RENDER, kBad},
-                      NullCase{"input", PF_Cmd_SMART_RENDER, PF_Err_NONE}),   // the input is never read
+    ::testing::Values(
+        NullCase{"in_data.utils", PF_Cmd_GLOBAL_SETUP, kBad}, NullCase{"in_data.pica_basicP", PF_Cmd_GLOBAL_SETUP, kBad},
+        NullCase{"utils.host_new_handle", PF_Cmd_GLOBAL_SETUP, kBad}, NullCase{"utils.host_get_handle_size", PF_Cmd_GLOBAL_SETUP, kBad},
+        NullCase{"in_data.inter", PF_Cmd_PARAMS_SETUP, kBad}, NullCase{"inter.add_param", PF_Cmd_PARAMS_SETUP, kBad},
+        NullCase{"utils.ansi.strcpy", PF_Cmd_PARAMS_SETUP, kBad}, NullCase{"in_data.effect_ref", PF_Cmd_PARAMS_SETUP, kBad},
+        NullCase{"in_data.pica_basicP", PF_Cmd_ABOUT, kBad},
+        NullCase{"utils.ansi.sprintf", PF_Cmd_ABOUT, PF_Err_NONE},   // the effect uses the suite's
+        NullCase{"params", PF_Cmd_USER_CHANGED_PARAM, kBad}, NullCase{"params[4]", PF_Cmd_USER_CHANGED_PARAM, kBad},
+        NullCase{"extra", PF_Cmd_USER_CHANGED_PARAM, kBad},
+        // The UI commands keep their AEGP errors to themselves.
+        NullCase{"in_data.pica_basicP", PF_Cmd_USER_CHANGED_PARAM, PF_Err_NONE},
+        NullCase{"params", PF_Cmd_UPDATE_PARAMS_UI, kBad}, NullCase{"params[20]", PF_Cmd_UPDATE_PARAMS_UI, kBad},
+        NullCase{"in_data.effect_ref", PF_Cmd_UPDATE_PARAMS_UI, kBad},
+        NullCase{"extra", PF_Cmd_SMART_PRE_RENDER, kBad}, NullCase{"extra.cb", PF_Cmd_SMART_PRE_RENDER, kBad},
+        NullCase{"in_data.effect_ref", PF_Cmd_SMART_PRE_RENDER, kBad},
+        NullCase{"in_data.utils", PF_Cmd_SMART_RENDER, kBad}, NullCase{"in_data.pica_basicP", PF_Cmd_SMART_RENDER, kBad},
+        NullCase{"in_data.inter", PF_Cmd_SMART_RENDER, kBad}, NullCase{"inter.checkout_param", PF_Cmd_SMART_RENDER, kBad},
+        NullCase{"inter.checkin_param", PF_Cmd_SMART_RENDER, kBad}, NullCase{"utils.iterate_generic", PF_Cmd_SMART_RENDER, kBad},
+        NullCase{"utils.host_new_handle", PF_Cmd_SMART_RENDER, PF_Err_NONE},   // drawn unlit
+        NullCase{"utils.host_dispose_handle", PF_Cmd_SMART_RENDER, PF_Err_NONE}, NullCase{"output", PF_Cmd_SMART_RENDER, kBad},
+        NullCase{"input", PF_Cmd_SMART_RENDER, PF_Err_NONE}),   // the input is never read
     [](const auto& info) { return testName(std::string(commandName(info.param.cmd)) + "_" + info.param.pointer); });
 
 struct OldSuiteCase {
