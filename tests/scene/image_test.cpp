@@ -44,16 +44,15 @@ struct OnDisk {
 
 OnDisk readRaw(const std::string& path)
 {
-    const auto file = OIIO::ImageInput::open(path);
-    if (!file) {
-        ADD_FAILURE() << "cannot open " << path << ": " << OIIO::geterror();
+    OIIO::ImageBuf file(path);
+    if (!file.init_spec(path, 0, 0)) {
+        ADD_FAILURE() << "cannot open " << path << ": " << file.geterror();
         return {};
     }
-    const OIIO::ImageSpec& onDisk = file->spec();
+    const OIIO::ImageSpec& onDisk = file.nativespec();
     OnDisk disk{onDisk.format, {}};
     disk.values.resize(size_t(onDisk.image_pixels()) * size_t(onDisk.nchannels));
-    if (!file->read_image(0, 0, 0, onDisk.nchannels, OIIO::TypeDesc::FLOAT, disk.values.data()))
-        ADD_FAILURE() << "cannot read " << path << ": " << file->geterror();
+    file.get_pixels(file.roi(), OIIO::TypeDesc::FLOAT, disk.values.data());
     return disk;
 }
 #endif
@@ -66,7 +65,8 @@ TEST_P(ImageRoundTrip, KeepsStraightColour)
 {
     const RoundTrip& c = GetParam();
     testing::TempFolder folder("roundtrip");
-    const std::string path = folder.file(std::string("out") + c.ext);
+    // A name per depth: OpenImageIO's shared cache would answer a rewritten name with its old header.
+    const std::string path = folder.file("out" + std::to_string(c.bitDepth) + c.ext);
     const Image written = testImage();
     writeImage(path, written, c.bitDepth);
     const Image read = readImage(path);
